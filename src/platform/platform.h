@@ -1,0 +1,31 @@
+// All ports together, as the program is given them.
+#pragma once
+
+#include "platform/audio_devices.h"
+#include "platform/capture_stream.h"
+#include "platform/export_session.h"
+#include "platform/file_manager.h"
+#include "platform/media_asset.h"
+#include "platform/movie_writer.h"
+#include "platform/process.h"
+#include "platform/random_source.h"
+#include "platform/shareable_content.h"
+#include "support/dispatch.h"
+
+namespace quorvane::platform {
+
+// References that outlive everything built on them.
+struct Platform {
+    support::Dispatch& dispatch;
+    Process& process;
+    ShareableContentSource& shareableContent;
+    CaptureService& capture;
+    MovieWriterFactory& movieWriters;
+    MediaAssets& mediaAssets;
+    AudioDevices& audioDevices;
+    ExportService& exports;
+    FileManager& files;
+    RandomSource& random;
+};
+
+}  // namespace quorvane::platform
