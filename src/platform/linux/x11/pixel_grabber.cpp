@@ -1,0 +1,252 @@
+#include "platform/linux/x11/pixel_grabber.h"
+
+#include <bit>
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+#include <xcb/shm.h>
+#include <xcb/xcb.h>
+
+#include "platform/linux/x11/reply.h"
+#include "platform/linux/x11/x11_error.h"
+
+namespace quorvane::platform::x11 {
+namespace {
+
+constexpr std::uint32_t allPlanes = ~0u;
+
+// The error of a refused request is freed; a lost connection throws.
+void throwIfNotRefusal(xcb_generic_error_t* error) {
+    if (error == nullptr) throwMissingReply(nullptr, "fetch pixels");
+    const Reply<xcb_generic_error_t> refusal(error);
+}
+
+// Memory that the server writes the pixels to.
+class SharedMemory {
+  public:
+    // Null when the server cannot attach memory of ours.
+    static std::unique_ptr<SharedMemory> make(const Connection& connection, std::size_t bytes);
+    SharedMemory(const SharedMemory&) = delete;
+    SharedMemory& operator=(const SharedMemory&) = delete;
+    ~SharedMemory() { munmap(memory_, bytes_); }
+
+    std::uint32_t segment() const { return segment_; }
+    std::uint32_t* at(std::size_t offset) const {
+        return reinterpret_cast<std::uint32_t*>(static_cast<std::byte*>(memory_) + offset);
+    }
+
+  private:
+    SharedMemory(std::uint32_t segment, void* memory, std::size_t bytes)
+        : segment_(segment), memory_(memory), bytes_(bytes) {}
+
+    // The server's side ends with the connection.
+    std::uint32_t segment_;
+    void* memory_;
+    std::size_t bytes_;
+};
+
+std::unique_ptr<SharedMemory> SharedMemory::make(const Connection& connection, std::size_t bytes) {
+    // A descriptor sent over anything but a local socket breaks the connection.
+    if (!connection.isLocal() || !connection.has(xcb_shm_id)) return nullptr;
+    xcb_connection_t* xcb = connection.xcb();
+    const Reply<xcb_shm_query_version_reply_t> version(
+        xcb_shm_query_version_reply(xcb, xcb_shm_query_version(xcb), nullptr));
+    const bool takesDescriptors =
+        version && (version->major_version > 1 || version->minor_version >= 2);
+    if (!takesDescriptors) return nullptr;
+
+    const int descriptor = memfd_create("quorvane-x11", MFD_CLOEXEC | MFD_ALLOW_SEALING);
+    if (descriptor < 0) throw posixError(errno, "Could not create shared memory");
+    if (ftruncate(descriptor, static_cast<off_t>(bytes)) != 0) {
+        const int error = errno;
+        close(descriptor);
+        throw posixError(error, "Could not size shared memory");
+    }
+    // The server reads from memory that nobody can shrink under it.
+    if (fcntl(descriptor, F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
+        const int error = errno;
+        close(descriptor);
+        throw posixError(error, "Could not seal shared memory");
+    }
+    void* memory = mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    if (memory == MAP_FAILED) {
+        const int error = errno;
+        close(descriptor);
+        throw posixError(error, "Could not map shared memory");
+    }
+    const std::uint32_t segment = xcb_generate_id(xcb);
+    std::unique_ptr<SharedMemory> result(new SharedMemory(segment, memory, bytes));
+    // XCB closes the descriptor.
+    const auto cookie = xcb_shm_attach_fd_checked(xcb, segment, descriptor, false);
+    const Reply<xcb_generic_error_t> error(xcb_request_check(xcb, cookie));
+    if (error) return nullptr;
+    return result;
+}
+
+class SharedMemoryGrabber final : public PixelGrabber {
+  public:
+    SharedMemoryGrabber(const Connection& connection, std::unique_ptr<SharedMemory> memory,
+                        std::size_t maximumRects)
+        : xcb_(connection.xcb()), root_(connection.root()), memory_(std::move(memory)) {
+        requested_.reserve(maximumRects);
+    }
+
+    static std::size_t bytesFor(std::size_t pixels, std::size_t maximumRects) {
+        return 4 * pixels + maximumRects * alignment;
+    }
+
+    void request(std::span<const PixelRect> rects) override {
+        requested_.clear();
+        nextIndex_ = 0;
+        std::size_t offset = 0;
+        for (const PixelRect& rect : rects) {
+            const auto cookie = requestImage(rect, offset);
+            requested_.push_back({cookie.sequence, offset, rect.width});
+            const std::size_t bytes = 4 * static_cast<std::size_t>(rect.area());
+            offset += (bytes + alignment - 1) / alignment * alignment;
+        }
+        xcb_flush(xcb_);
+    }
+
+    bool next(pixels::PackedTarget& result) override {
+        const Requested& requested = requested_[nextIndex_++];
+        xcb_generic_error_t* error = nullptr;
+        const Reply<xcb_shm_get_image_reply_t> reply(
+            xcb_shm_get_image_reply(xcb_, {requested.sequence}, &error));
+        if (!reply) {
+            throwIfNotRefusal(error);
+            return false;
+        }
+        result = {memory_->at(requested.offset), requested.width};
+        return true;
+    }
+
+  private:
+    static constexpr std::size_t alignment = 64;  // bytes, for the vectors that read there
+
+    struct Requested {
+        unsigned sequence;
+        std::size_t offset;  // bytes
+        int width;
+    };
+
+    xcb_shm_get_image_cookie_t requestImage(const PixelRect& rect, std::size_t offset) {
+        return xcb_shm_get_image(
+            xcb_, root_, static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+            static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height),
+            allPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP, memory_->segment(),
+            static_cast<std::uint32_t>(offset));
+    }
+
+    xcb_connection_t* xcb_;
+    std::uint32_t root_;
+    std::unique_ptr<SharedMemory> memory_;
+    std::vector<Requested> requested_;
+    std::size_t nextIndex_ = 0;
+};
+
+class CopyingGrabber final : public PixelGrabber {
+  public:
+    CopyingGrabber(const Connection& connection, std::size_t maximumRects)
+        : xcb_(connection.xcb()), root_(connection.root()) {
+        requested_.reserve(maximumRects);
+    }
+
+    void request(std::span<const PixelRect> rects) override {
+        requested_.clear();
+        nextIndex_ = 0;
+        for (const PixelRect& rect : rects) {
+            const auto cookie = xcb_get_image(
+                xcb_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, static_cast<std::int16_t>(rect.x),
+                static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
+                static_cast<std::uint16_t>(rect.height), allPlanes);
+            requested_.push_back({cookie.sequence, rect.width});
+        }
+        xcb_flush(xcb_);
+    }
+
+    bool next(pixels::PackedTarget& result) override {
+        const Requested& requested = requested_[nextIndex_++];
+        xcb_generic_error_t* error = nullptr;
+        reply_.reset(xcb_get_image_reply(xcb_, {requested.sequence}, &error));
+        if (!reply_) {
+            throwIfNotRefusal(error);
+            return false;
+        }
+        // The reply's memory is ours; its pixels begin at a multiple of 4 bytes.
+        result = {reinterpret_cast<std::uint32_t*>(xcb_get_image_data(reply_.get())),
+                  requested.width};
+        return true;
+    }
+
+  private:
+    struct Requested {
+        unsigned sequence;
+        int width;
+    };
+
+    xcb_connection_t* xcb_;
+    std::uint32_t root_;
+    std::vector<Requested> requested_;
+    std::size_t nextIndex_ = 0;
+    Reply<xcb_get_image_reply_t> reply_;
+};
+
+const xcb_visualtype_t* rootVisual(const xcb_screen_t& screen) {
+    auto depths = xcb_screen_allowed_depths_iterator(&screen);
+    for (; depths.rem > 0; xcb_depth_next(&depths)) {
+        auto visuals = xcb_depth_visuals_iterator(depths.data);
+        for (; visuals.rem > 0; xcb_visualtype_next(&visuals)) {
+            if (visuals.data->visual_id == screen.root_visual) return visuals.data;
+        }
+    }
+    return nullptr;
+}
+
+}  // namespace
+
+std::unique_ptr<PixelGrabber> makePixelGrabber(const Connection& connection, std::size_t pixels,
+                                               std::size_t maximumRects) {
+    auto memory =
+        SharedMemory::make(connection, SharedMemoryGrabber::bytesFor(pixels, maximumRects));
+    if (!memory) return std::make_unique<CopyingGrabber>(connection, maximumRects);
+    return std::make_unique<SharedMemoryGrabber>(connection, std::move(memory), maximumRects);
+}
+
+pixels::PackedFormat rootPixelFormat(const Connection& connection) {
+    const xcb_screen_t& screen = connection.screen();
+    const xcb_setup_t* setup = xcb_get_setup(connection.xcb());
+    const xcb_visualtype_t* visual = rootVisual(screen);
+    const bool sameByteOrder =
+        setup->image_byte_order == (std::endian::native == std::endian::little
+                                        ? XCB_IMAGE_ORDER_LSB_FIRST
+                                        : XCB_IMAGE_ORDER_MSB_FIRST);
+    bool wordsOf32Bits = false;
+    auto formats = xcb_setup_pixmap_formats_iterator(setup);
+    for (; formats.rem > 0; xcb_format_next(&formats)) {
+        if (formats.data->depth == screen.root_depth) {
+            wordsOf32Bits = formats.data->bits_per_pixel == 32;
+        }
+    }
+    if (visual != nullptr && sameByteOrder && wordsOf32Bits) {
+        const auto hasMasks = [&](std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
+            return visual->red_mask == red && visual->green_mask == green &&
+                   visual->blue_mask == blue;
+        };
+        if (screen.root_depth == 24 && hasMasks(0xFF0000, 0xFF00, 0xFF)) {
+            return pixels::PackedFormat::xrgb8888;
+        }
+        if (screen.root_depth == 30 && hasMasks(0x3FF00000, 0xFFC00, 0x3FF)) {
+            return pixels::PackedFormat::xrgb2101010;
+        }
+    }
+    throw x11Error(Failure::unsupportedPixels,
+                   "The X server's screen has a color depth that cannot be recorded (" +
+                       std::to_string(screen.root_depth) + " bits).");
+}
+
+}  // namespace quorvane::platform::x11
