@@ -1,0 +1,58 @@
+#include "app/linux_platform.h"
+
+#include <optional>
+#include <string>
+
+#include "platform/linux/files/linux_file_manager.h"
+#include "platform/linux/files/system_random.h"
+#include "platform/linux/libav/libav_export_session.h"
+#include "platform/linux/libav/libav_media_asset.h"
+#include "platform/linux/libav/libav_movie_writer.h"
+#include "platform/linux/linux_capture.h"
+#include "platform/linux/pipewire/pipewire_audio_devices.h"
+#include "platform/linux/pipewire/pipewire_audio_source.h"
+#include "platform/linux/process/linux_process.h"
+#include "platform/linux/x11/x11_screen_source.h"
+#include "platform/linux/x11/x11_shareable_content.h"
+
+namespace quorvane::app {
+namespace {
+
+platform::LinuxCaptureSources captureSources(const support::Clock& clock) {
+    return {.screen =
+                [&clock](const platform::ContentFilter& filter,
+                         const platform::StreamConfiguration& configuration) {
+                    return platform::x11::makeX11ScreenSource(filter, configuration, clock);
+                },
+            .systemAudio = platform::pipewire::makePipeWireSystemAudioSource,
+            .microphone = platform::pipewire::makePipeWireMicrophoneSource};
+}
+
+}  // namespace
+
+struct LinuxPlatform::Adapters {
+    platform::process::LinuxProcess process;
+    support::AsioDispatch dispatch;
+    platform::x11::X11ShareableContent shareableContent;
+    platform::LinuxCaptureService capture{captureSources(dispatch.clock()), dispatch.clock()};
+    platform::libav::LibavMovieWriterFactory movieWriters{dispatch.clock()};
+    platform::libav::LibavMediaAssets mediaAssets;
+    platform::pipewire::PipeWireAudioDevices audioDevices;
+    platform::libav::LibavExportService exports;
+    platform::files::LinuxFileManager files;
+    platform::files::SystemRandom random;
+    platform::Platform ports{dispatch,    process,      shareableContent, capture, movieWriters,
+                             mediaAssets, audioDevices, exports,          files,   random};
+};
+
+LinuxPlatform::LinuxPlatform() : adapters_(std::make_unique<Adapters>()) {}
+LinuxPlatform::~LinuxPlatform() = default;
+
+platform::Platform& LinuxPlatform::ports() {
+    return adapters_->ports;
+}
+support::AsioDispatch& LinuxPlatform::dispatch() {
+    return adapters_->dispatch;
+}
+
+}  // namespace quorvane::app

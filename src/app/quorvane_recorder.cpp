@@ -1,0 +1,45 @@
+#include "app/quorvane_recorder.h"
+
+#include <exception>
+#include <string>
+
+#include "app/output.h"
+#include "app/self_test.h"
+#include "cli/recorder_error.h"
+#include "cli/recording_request.h"
+#include "control/recorder_events.h"
+#include "session/record.h"
+#include "sources/capabilities.h"
+
+namespace quorvane::app {
+namespace {
+
+support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& platform) {
+    const std::string word = arguments.empty() ? "" : arguments.front();
+    if (word == "--capabilities") {
+        writeJSON(sources::RecorderCapabilities{.supportsScreenCaptureKitRecorder = true,
+                                                .supportsSystemAudio = true,
+                                                .supportsMicrophoneSelection = true});
+    } else if (word == "--self-test") {
+        runRecorderSelfTests();
+        printLine("Quorvane recorder self-test passed");
+    } else if (word == "record") {
+        auto request = cli::parseRecordingRequest(arguments);
+        control::RecorderEvents events(platform.process);
+        co_await session::record(std::move(request), platform, events);
+    } else {
+        throw cli::RecorderError::invalidArgument("command");
+    }
+}
+
+}  // namespace
+
+support::Async<> QuorvaneRecorder::main(cli::Arguments arguments, platform::Platform& platform) {
+    try {
+        co_await dispatch(arguments, platform);
+    } catch (...) {
+        fail(std::current_exception());
+    }
+}
+
+}  // namespace quorvane::app
