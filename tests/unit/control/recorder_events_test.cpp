@@ -1,0 +1,67 @@
+#include "control/recorder_events.h"
+
+#include <cmath>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+namespace quorvane::control {
+namespace {
+
+// Takes lines apart byte by byte, so that two that are written at once would mix.
+class SlowProcess final : public platform::Process {
+  public:
+    void ignoreSignal(platform::Signal) override {}
+    std::unique_ptr<platform::EventSource> signalSource(platform::Signal, support::Queue&,
+                                                        std::function<void()>) override {
+        return nullptr;
+    }
+    std::unique_ptr<platform::EventSource> parentExitSource(support::Queue&,
+                                                            std::function<void()>) override {
+        return nullptr;
+    }
+    void readStandardInput(std::size_t, std::function<void(std::span<const std::byte>)>) override {}
+    void writeStandardOutput(std::string_view line, std::chrono::milliseconds) override {
+        for (const char character : line) {
+            written += character;
+            std::this_thread::yield();
+        }
+    }
+    void writeStandardError(std::string_view) override {}
+    std::string written;
+};
+
+TEST(RecorderEvents, LinesOfTwoThreadsNeverMix) {
+    SlowProcess process;
+    RecorderEvents events(process);
+    RecorderMessage message;
+    message.kind = RecorderMessage::Kind::warning;
+    message.error = std::string(200, 'x');
+    std::vector<std::thread> threads;
+    for (int index = 0; index < 4; ++index) {
+        threads.emplace_back([&] {
+            for (int count = 0; count < 50; ++count)
+                events.send(message);
+        });
+    }
+    for (auto& thread : threads)
+        thread.join();
+    const auto line = support::jsonText(message, support::JsonOrder::declared) + "\n";
+    std::string expected;
+    for (int count = 0; count < 200; ++count)
+        expected += line;
+    EXPECT_EQ(process.written, expected);
+}
+
+TEST(RecorderEvents, AMessageThatCannotBeEncodedIsDropped) {
+    SlowProcess process;
+    RecorderEvents events(process);
+    RecorderMessage message;
+    message.wallClock = std::nan("");
+    events.send(message);
+    EXPECT_EQ(process.written, "");
+}
+
+}  // namespace
+}  // namespace quorvane::control

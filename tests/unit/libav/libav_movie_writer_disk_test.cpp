@@ -1,0 +1,191 @@
+// What is on the disk at every moment, and when the disk has no room.
+#include <csignal>
+#include <random>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include "platform/platform_error.h"
+#include "unit/libav/movie_reader.h"
+#include "unit/libav/movie_recording.h"
+
+namespace quorvane::platform::libav {
+namespace {
+
+using testing::Contains;
+using testing::Not;
+
+// Pictures that no encoder can make small.
+SampleBufferPtr noise(std::chrono::nanoseconds time, std::minstd_rand& random) {
+    auto sample = std::make_shared<PictureSample>(320, 180, sessionBegin + time);
+    for (auto& byte : sample->bytes())
+        byte = static_cast<std::uint8_t>(random() >> 20U);
+    return sample;
+}
+
+// Until the predicate holds, at most ten seconds of real time.
+template <class Predicate>
+bool waitUntil(Predicate predicate) {
+    for (int wait = 0; wait < 500; ++wait) {
+        if (predicate()) return true;
+        std::this_thread::sleep_for(20ms);
+    }
+    return false;
+}
+
+TEST(LibavMovieWriterDisk, HoldsAPlayableMovieAtEveryByte) {
+    const TestFolder folder;
+    Recording recording(folder.file("movie.mp4"), 320, 180, 2);
+    std::minstd_rand random(1);
+    for (auto time = 0ms; time < 5000ms; time += 50ms) {
+        ASSERT_TRUE(recording.append(noise(time, random)));
+        for (std::size_t track : {0U, 1U})
+            recording.soundUpTo(track, time, time + 50ms, [](std::int64_t) { return 0.1F; });
+    }
+    ASSERT_TRUE(waitUntil([&] { return durationOf(recording.path) > 4.0; }));
+    const auto content = fileContent(recording.path);
+    recording.finish(5s);
+
+    const auto copy = folder.file("copy.mp4");
+    writeFile(copy, content, content.size());
+    const auto types = boxTypes(copy);
+    EXPECT_EQ(types.at(1), "free");
+    EXPECT_THAT(types, Contains("moof"));
+    EXPECT_THAT(types, Not(Contains("broken")));
+    const auto fragmentBegin = static_cast<std::size_t>(MovieFileOptions{}.reserve) + 100'000;
+    double lastLength = 0;
+    for (auto size = fragmentBegin; size < content.size();
+         size += std::max<std::size_t>(1, (content.size() - fragmentBegin) / 7)) {
+        SCOPED_TRACE(size);
+        writeFile(copy, content, size);
+        const auto decoded = outputOf("ffmpeg -v quiet -nostdin -i '" + copy +
+                                      "' -map 0:v -f null - -progress - | grep frame= |"
+                                      " tail -1; true");
+        const auto frames = decoded.size() > 6 ? std::stod(decoded.substr(6)) : 0;
+        EXPECT_GE(frames, lastLength);
+        lastLength = frames;
+    }
+    EXPECT_GT(lastLength, 70);
+}
+
+TEST(LibavMovieWriterDisk, ShowsTheLastPictureForAsLongAsTheScreenIsStill) {
+    const TestFolder folder;
+    Recording recording(folder.file("movie.mp4"), 64, 48, 1);
+    ASSERT_TRUE(recording.picture(0s));
+    ASSERT_TRUE(recording.picture(100ms));
+    for (const auto now : {2s, 5s, 9s}) {
+        recording.moveTo(now);
+        // A copy taken now plays to within two seconds of now.
+        const double least = std::chrono::duration<double>(now).count() - 1.5;
+        EXPECT_TRUE(waitUntil([&] {
+            return trackDuration(recording.path, 0) >= least &&
+                   trackDuration(recording.path, 1) >= least;
+        })) << trackDuration(recording.path, 0)
+            << " " << trackDuration(recording.path, 1);
+    }
+    // What was promised to last is cut short by the next picture.
+    ASSERT_TRUE(recording.picture(9500ms));
+    ASSERT_TRUE(recording.picture(9600ms));
+    recording.finish(10s);
+    EXPECT_EQ(pictureTimes(recording.path), (std::vector<std::int64_t>{0, 9000, 855000, 864000}));
+    EXPECT_NEAR(durationOf(recording.path), 10, 0.0005);
+}
+
+// Limits how large a file may become, as a full disk does, until it goes.
+class FileSizeLimit {
+  public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        EXPECT_EQ(getrlimit(RLIMIT_FSIZE, &before_), 0);
+        auto limit = before_;
+        limit.rlim_cur = bytes;
+        EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        action_ = std::signal(SIGXFSZ, SIG_IGN);
+    }
+    ~FileSizeLimit() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        (void)std::signal(SIGXFSZ, action_);
+    }
+    FileSizeLimit(const FileSizeLimit&) = delete;
+    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
+
+  private:
+    rlimit before_{};
+    void (*action_)(int) = nullptr;
+};
+
+TEST(LibavMovieWriterDisk, KeepsWhatWasWrittenWhenTheDiskIsFull) {
+    const TestFolder folder;
+    const auto path = folder.file("movie.mp4");
+    double appended = 0;
+    {
+        const FileSizeLimit limit((4 << 20) + 600'000);
+        Recording recording(path, 320, 180, 1);
+        ASSERT_TRUE(recording.started);
+        std::minstd_rand random(1);
+        for (auto time = 0ms; time < 20s && recording.append(noise(time, random)); time += 50ms) {
+            appended = std::chrono::duration<double>(time).count();
+            if (recording.writer->status() == MovieWriterStatus::writing)
+                (void)recording.audio[0]->append(
+                    floatSound(sessionBegin + time, 2400, [](std::int64_t) { return 0.1F; }));
+        }
+        EXPECT_EQ(recording.writer->status(), MovieWriterStatus::failed);
+        EXPECT_LT(appended, 15);
+        EXPECT_FALSE(recording.video->isReadyForMoreMediaData());
+        EXPECT_FALSE(recording.audio[0]->isReadyForMoreMediaData());
+        EXPECT_FALSE(recording.video->append(noise(20s, random)));
+        try {
+            std::rethrow_exception(recording.writer->error());
+        } catch (const PlatformError& error) {
+            EXPECT_EQ(error.domain(), "POSIX");
+            EXPECT_EQ(error.code(), EFBIG);
+            EXPECT_EQ(error.description(), "Could not write " + path + ": File too large");
+        }
+        EXPECT_EQ(recording.finishWriting(), 1);
+        EXPECT_EQ(recording.lastStatus, MovieWriterStatus::failed);
+    }
+    // It has even got its index.
+    EXPECT_EQ(boxTypes(path), (std::vector<std::string>{"ftyp", "moov", "free", "mdat"}));
+    const auto shown = static_cast<double>(pictures(path, 320, 180).size()) / 20;
+    EXPECT_GT(shown, 1);
+    EXPECT_GT(shown, appended - 2);
+    EXPECT_NEAR(durationOf(path), shown, 1);
+}
+
+TEST(LibavMovieWriterDisk, LeavesNoFileWhenThereIsNoRoomToBegin) {
+    const TestFolder folder;
+    const FileSizeLimit limit(1 << 20);
+    const Recording recording(folder.file("movie.mp4"), 64, 48, 1);
+    EXPECT_FALSE(recording.started);
+    EXPECT_EQ(recording.writer->status(), MovieWriterStatus::failed);
+    EXPECT_NE(recording.writer->error(), nullptr);
+    EXPECT_EQ(folder.count(), 0U);
+}
+
+TEST(LibavMovieWriterDisk, ReportsAFolderThatDoesNotExist) {
+    const TestFolder folder;
+    const Recording recording(folder.file("missing/movie.mp4"), 64, 48, 1);
+    EXPECT_FALSE(recording.started);
+    try {
+        std::rethrow_exception(recording.writer->error());
+    } catch (const PlatformError& error) {
+        EXPECT_EQ(error.code(), ENOENT);
+    }
+}
+
+TEST(LibavMovieWriterDisk, FinishesOtherwiseWhenTheIndexOutgrowsItsReserve) {
+    const TestFolder folder;
+    Recording recording(folder.file("movie.mp4"), 16, 16, 1, {.reserve = 8192});
+    for (int index = 0; index < 3000; ++index)
+        ASSERT_TRUE(recording.picture(index * 33ms + index % 3 * 1ms));
+    recording.soundUpTo(0, 98000ms, 98500ms, [](std::int64_t) { return 0.1F; });
+    recording.finish(100s);
+    EXPECT_EQ(recording.lastStatus, MovieWriterStatus::completed);
+    EXPECT_EQ(boxTypes(recording.path).at(1), "moov");
+    EXPECT_EQ(pictures(recording.path, 16, 16).size(), 3000U);
+    EXPECT_NEAR(durationOf(recording.path), 100, 0.0005);
+    EXPECT_EQ(folder.count(), 1U);
+}
+
+}  // namespace
+}  // namespace quorvane::platform::libav
