@@ -1,0 +1,307 @@
+"""From the first argument to the exit status: refusals, signals, dying parents, full disks, every line of output."""
+
+import contextlib
+import ctypes
+import fcntl
+import os
+import resource
+import signal
+import subprocess
+import time
+import unittest
+
+import desktop
+from case import SystemTest
+from movie import Movie
+from recorder import PROGRAM, Recorder
+
+REGION = (0, 0, 544, 64)
+PR_SET_CHILD_SUBREAPER = 36
+
+
+def run_program(*arguments):
+    done = subprocess.run([PROGRAM, *arguments], stdin=subprocess.DEVNULL, capture_output=True, timeout=20)
+    return done.returncode, done.stdout.decode(), done.stderr.decode()
+
+
+class Refusals(SystemTest):
+    def test_bad_arguments_end_with_one_line_and_status_1(self):
+        rows = [
+            ("no command", [], "Invalid command. (main.RecorderError 1)\n"),
+            ("an unknown command", ["Record"], "Invalid command. (main.RecorderError 1)\n"),
+            ("no output", ["record", "--width", "100", "--height", "100"],
+             "Missing --output. (main.RecorderError 0)\n"),
+            ("an option without its value", ["record", "--output"], "Missing --output. (main.RecorderError 0)\n"),
+            ("no region", ["record", "--output", "x"], "Invalid region. (main.RecorderError 1)\n"),
+            ("a number that is none", ["record", "--output", "x", "--width", "ten"],
+             "Invalid --width. (main.RecorderError 1)\n"),
+            ("a region on no display", ["record", "--output", str(self.folder / "x.mp4"), "--x", "9000",
+                                        "--width", "100", "--height", "100"],
+             "The selected region is not on a recordable display. (main.RecorderError 4)\n"),
+        ]
+        for name, arguments, message in rows:
+            with self.subTest(name):
+                self.assertEqual(run_program(*arguments), (1, "", message))
+        self.assert_left_alone(self.folder)
+
+    def test_the_self_test_passes(self):
+        self.assertEqual(run_program("--self-test"), (0, "Quorvane recorder self-test passed\n", ""))
+
+    def test_an_existing_file_is_refused_and_left_as_it_was(self):
+        path = self.folder / "precious.mp4"
+        path.write_bytes(b"somebody's only copy")
+        before = path.stat()
+        with Recorder(path, REGION) as recorder:
+            self.assertEqual(recorder.wait(), 1)
+            self.assertRegex(recorder.errors, r"\A[^\n]*precious\.mp4[^\n]* \(POSIX 17\)\n\Z")
+            self.assertEqual(recorder.events, [])
+        self.assertEqual(path.read_bytes(), b"somebody's only copy")
+        self.assertEqual((path.stat().st_mtime_ns, path.stat().st_ino), (before.st_mtime_ns, before.st_ino))
+        self.assert_left_alone(self.folder, "precious.mp4")
+
+    def test_a_folder_that_does_not_exist_is_an_error(self):
+        with Recorder(self.folder / "nowhere" / "x.mp4", REGION) as recorder:
+            self.assertEqual(recorder.wait(), 1)
+            self.assertRegex(recorder.errors, r"\A[^\n]+ \(POSIX 2\)\n\Z")
+
+    def test_without_a_display_server_recording_is_refused(self):
+        for display in ("", ":4711"):
+            with self.subTest(display=display), \
+                    Recorder(self.folder / "x.mp4", REGION, display=display) as recorder:
+                self.assertEqual(recorder.wait(), 1)
+                self.assertRegex(recorder.errors, r"\A[^\n]+ \(X11 -?\d+\)\n\Z")
+                self.assertEqual(recorder.events, [])
+        self.assert_left_alone(self.folder)
+
+
+class Endings(SystemTest):
+    def test_signals_end_the_recording_well(self):
+        rows = [("interrupt", [signal.SIGINT], None),
+                ("termination", [signal.SIGTERM], None),
+                ("both, again and again", [signal.SIGINT, signal.SIGTERM, signal.SIGINT, signal.SIGTERM], None),
+                ("a signal that the parent had ignored", [signal.SIGINT],
+                 lambda: signal.signal(signal.SIGINT, signal.SIG_IGN)),
+                ("a signal that the parent had blocked", [signal.SIGTERM],
+                 lambda: signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM]))]
+        with desktop.picture("counter", *REGION):
+            for name, signals, prepare in rows:
+                with self.subTest(name), \
+                        Recorder(self.folder / f"{name}.mp4", REGION, prepare=prepare) as recorder:
+                    recorder.wait_until_started()
+                    time.sleep(0.4)
+                    recorder.stop(signals[0])
+                    with contextlib.suppress(ProcessLookupError):
+                        for number in signals[1:]:
+                            os.kill(recorder.process.pid, number)
+                    recorder.wait()
+                    self.assert_succeeded(recorder)
+                    self.assertEqual([event.line for event in recorder.events[1:]],
+                                     ['{"kind":"finishing"}\n', '{"kind":"processing"}\n'])
+                    self.assertRegex(recorder.events[0].line, r'\A\{"kind":"started","wallClock":\d+\.\d+\}\n\Z')
+                    self.assertLess(recorder.ended - recorder.signalled, 1.0)
+                    self.assert_finished(recorder.output)
+
+    def test_the_parents_death_ends_the_recording_well(self):
+        # The recorder becomes ours when its own parent dies, so that its exit status can be seen.
+        ctypes.CDLL(None, use_errno=True).prctl(PR_SET_CHILD_SUBREAPER, 1, 0, 0, 0)
+        self.addCleanup(ctypes.CDLL(None).prctl, PR_SET_CHILD_SUBREAPER, 0, 0, 0, 0)
+        output = self.folder / "orphan.mp4"
+        arguments = [PROGRAM, "record", "--output", str(output), "--width", "544", "--height", "64"]
+        with desktop.picture("counter", *REGION):
+            parent = subprocess.Popen(["sh", "-c", '"$@" & echo $!; wait', "sh", *arguments],
+                                      stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+            with parent:
+                child = int(desktop.read_line(parent))
+                self.assertIn('"started"', desktop.read_line(parent))
+                time.sleep(1)
+                parent.kill()
+                killed = time.monotonic()
+                lines = parent.stdout.read().decode()
+                errors = parent.stderr.read().decode()
+                _, status = os.waitpid(child, 0)
+        self.assertLess(time.monotonic() - killed, 1.5)
+        self.assertEqual((os.waitstatus_to_exitcode(status), errors), (0, ""))
+        self.assertEqual(lines, '{"kind":"finishing"}\n{"kind":"processing"}\n')
+        self.assertGreater(self.assert_finished(output).duration, 0.8)
+        self.assert_left_alone(self.folder, "orphan.mp4")
+
+    def test_a_killed_recorder_leaves_a_movie_up_to_its_last_two_seconds(self):
+        with desktop.picture("counter", *REGION), desktop.picture("pattern", 0, 100), \
+                Recorder(self.folder / "moving.mp4", REGION, system=True, microphone=True) as moving, \
+                Recorder(self.folder / "still.mp4", (0, 100, 640, 480), system=True) as still:
+            zeros = {recorder: recorder.wait_until_started() for recorder in (moving, still)}
+            time.sleep(4.5)
+            for recorder in (moving, still):
+                recorder.stop(signal.SIGKILL)
+            for recorder, zero in zeros.items():
+                with self.subTest(recorder.output.name):
+                    self.assertEqual(recorder.wait(), -signal.SIGKILL)
+                    movie = Movie(recorder.output)
+                    movie.check_playable()
+                    length = recorder.signalled - zero
+                    self.assertGreater(movie.duration, length - 2)
+                    self.assertLess(movie.duration, length + 0.1)
+            self.assertGreater(Movie(moving.output).times()[-1], moving.signalled - zeros[moving] - 2)
+
+    def test_a_full_disk_ends_the_recording_and_keeps_what_there_is(self):
+        with desktop.picture("motion", 0, 0, 1280, 720), self.small_disk() as (folder, code, prepare), \
+                Recorder(folder / "full.mp4", (0, 0, 1280, 720), microphone=True, prepare=prepare) as recorder:
+            recorder.wait_until_started()
+            self.assertEqual(recorder.wait(30), 1)
+            self.assertRegex(recorder.errors, rf"\A[^\n]+ \(POSIX {code}\)\n\Z")
+            self.assertEqual(recorder.kinds(), ["started", "finishing"])
+            length = recorder.ended - recorder.spawned
+            movie = Movie(recorder.output)
+            movie.check_playable()
+            self.assertGreater(movie.duration, max(1.0, length - 4))
+            self.assert_left_alone(folder, "full.mp4")
+
+    @contextlib.contextmanager
+    def small_disk(self):
+        """A folder with room for some seconds; the error when it is full; what to do before the program runs."""
+        size = 11 << 20
+        folder = self.folder / "disk"
+        folder.mkdir()
+        if os.geteuid() == 0:
+            subprocess.run(["mount", "-t", "tmpfs", "-o", f"size={size}", "tmpfs", str(folder)], check=True)
+            try:
+                yield folder, 28, None
+            finally:
+                subprocess.run(["umount", "--lazy", str(folder)], check=True)
+        else:
+            # Mounting takes root; a limit on the size of files fails in the same calls with another code.
+            def limit():
+                signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
+                resource.setrlimit(resource.RLIMIT_FSIZE, (size, size))
+            yield folder, 27, limit
+
+
+class Parents(SystemTest):
+    """Parents that do not behave."""
+
+    def test_a_parent_that_never_reads_does_not_stall_the_recording(self):
+        read_end, write_end = os.pipe()
+        self.addCleanup(os.close, read_end)
+        fcntl.fcntl(write_end, fcntl.F_SETFL, os.O_NONBLOCK)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(write_end, b"x" * 4096)
+        with contextlib.suppress(BlockingIOError):
+            while True:
+                os.write(write_end, b"x")
+        fcntl.fcntl(write_end, fcntl.F_SETFL, 0)
+        output = self.folder / "unread.mp4"
+        with desktop.picture("counter", *REGION):
+            process = subprocess.Popen(
+                [PROGRAM, "record", "--output", str(output), "--width", "544", "--height", "64",
+                 "--system-audio", "true"], stdin=subprocess.PIPE, stdout=write_end, stderr=subprocess.PIPE)
+            os.close(write_end)
+            with process:
+                desktop.wait_until(output.exists, 10, "the movie")
+                time.sleep(4)
+                process.send_signal(signal.SIGINT)
+                stopped = time.monotonic()
+                process.wait(10)
+                errors = process.stderr.read()
+        self.assertEqual((process.returncode, errors), (0, b""))
+        # Two lines of up to a second's patience each, and the finish itself.
+        self.assertLess(time.monotonic() - stopped, 3.5)
+        movie = self.assert_finished(output)
+        self.assertGreater(movie.duration, 3.5)
+        numbers = movie.numbers()
+        # Only the first line may hold pictures up, for a second at most.
+        settled = [number for number, when in zip(numbers, movie.times()) if when > 1.3]
+        self.assertGreaterEqual(len(settled), 0.97 * (settled[-1] - settled[0] + 1))
+
+    def test_closed_standard_streams_do_not_stop_the_recording(self):
+        for name, stdin in (("closed input", subprocess.PIPE), ("no input", subprocess.DEVNULL)):
+            with self.subTest(name), Recorder(self.folder / f"{name}.mp4", REGION, stdin=stdin) as recorder:
+                recorder.wait_until_started()
+                if stdin == subprocess.PIPE:
+                    recorder.write(b'{"id":"cut off","source":"sys')
+                    recorder.process.stdin.close()
+                time.sleep(0.6)
+                self.assertIsNone(recorder.process.poll())
+                recorder.finish()
+                self.assert_succeeded(recorder)
+                self.assertGreater(self.assert_finished(recorder.output).duration, 0.5)
+
+    def test_a_parent_that_closes_its_end_of_the_output_does_not_stop_the_recording(self):
+        output = self.folder / "closed.mp4"
+        process = subprocess.Popen(
+            [PROGRAM, "record", "--output", str(output), "--width", "544", "--height", "64", "--microphone", "yes"],
+            stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        with process:
+            self.assertIn('"started"', desktop.read_line(process))
+            process.stdout.close()
+            time.sleep(1)
+            self.assertIsNone(process.poll())
+            process.send_signal(signal.SIGINT)
+            self.assertEqual((process.wait(10), process.stderr.read()), (0, b""))
+        self.assertGreater(self.assert_finished(output).duration, 0.8)
+
+    def test_garbage_among_the_commands_is_passed_over(self):
+        command = b'{"id":"%s","source":"microphone","enabled":false}'
+        longest = command % b"longest"
+        too_long = command % b"too long"
+        lines = [
+            b"", b"garbage", b"\xff\xfe\x00", b"[]", b"{}", b'{"id":"no source","enabled":true}',
+            b'{"id":"a camera","source":"camera","enabled":true}',
+            b'{"id":"a number","source":"microphone","enabled":1}',
+            longest + b" " * (16384 - len(longest)),
+            too_long + b" " * (16385 - len(too_long)),
+            command % b"carriage return" + b"\r",
+            b'{"extra":{"a":[1,2]},"enabled":true,"source":"microphone","id":""}',
+            command % b"a/b",
+        ]
+        with Recorder(self.folder / "garbage.mp4", REGION, microphone=True) as recorder:
+            recorder.wait_until_started()
+            recorder.write(b"\n".join(lines) + b"\n")
+            recorder.wait_for(lambda event: event.members.get("commandID") == "a/b")
+            recorder.finish()
+        self.assert_succeeded(recorder)
+        answers = [event for event in recorder.events if event.kind == "audioState"]
+        self.assertEqual([event.members["commandID"] for event in answers],
+                         ["longest", "carriage return", "", "a/b"])
+        self.assertEqual(answers[-1].line, '{"kind":"audioState","microphoneEnabled":false,"systemEnabled":false,'
+                                           '"commandID":"a\\/b"}\n')
+
+
+class Displays(SystemTest):
+    """Displays that go away while they are recorded."""
+
+    def check_ended_by_itself(self, recorder, seconds, message):
+        self.assertEqual(recorder.wait(), 1)
+        self.assertEqual(recorder.kinds(), ["started", "warning", "finishing"])
+        warning = next(event for event in recorder.events if event.kind == "warning")
+        self.assertEqual(list(warning.members), ["kind", "error"])
+        self.assertRegex(warning.members["error"], message)
+        self.assertRegex(recorder.errors, r"\A" + message + r" \(X11 -?\d+\)\n\Z")
+        movie = self.assert_finished(recorder.output)
+        self.assertAlmostEqual(movie.duration, seconds, delta=0.3)
+
+    def test_a_display_that_is_removed_ends_the_recording_with_a_warning(self):
+        with desktop.x_server("1280x480x24") as (_, display):
+            desktop.xrandr("--setmonitor", "left", "640/169x480/127+0+0", "screen", display=display)
+            desktop.xrandr("--setmonitor", "right", "640/169x480/127+640+0", "none", display=display)
+            with Recorder(self.folder / "removed.mp4", (700, 100, 320, 240), system=True,
+                          display=display) as recorder:
+                zero = recorder.wait_until_started()
+                time.sleep(1.2)
+                removed = time.monotonic()
+                desktop.xrandr("--delmonitor", "right", display=display)
+                self.check_ended_by_itself(recorder, removed - zero,
+                                           r"The display that is being recorded was disconnected\.")
+
+    def test_an_x_server_that_dies_ends_the_recording_with_a_warning(self):
+        with desktop.x_server("640x480x24") as (server, display), \
+                Recorder(self.folder / "dead.mp4", (0, 0, 320, 240), system=True, display=display) as recorder:
+            zero = recorder.wait_until_started()
+            time.sleep(1.2)
+            killed = time.monotonic()
+            server.kill()
+            self.check_ended_by_itself(recorder, killed - zero, r"The connection to the X server was lost\.")
+
+
+if __name__ == "__main__":
+    unittest.main()

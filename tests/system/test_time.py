@@ -1,0 +1,143 @@
+"""Time in the movie: pictures at the moments of their drawing, sound beside picture, a length that is true."""
+
+import os
+import time
+import unittest
+
+import numpy
+
+import desktop
+from case import SystemTest
+from recorder import Recorder
+
+
+class Pictures(SystemTest):
+    def record_counter(self, rate, seconds):
+        log = self.folder / "drawings"
+        with desktop.picture("counter", 40, 30, 544, 64, "--rate", rate, "--log", log), \
+                Recorder(self.folder / "counter.mp4", (40, 30, 544, 64)) as recorder:
+            zero = recorder.wait_until_started()
+            time.sleep(seconds)
+            recorder.finish()
+            self.assert_succeeded(recorder)
+        return zero, self.assert_finished(recorder.output), desktop.read_draw_log(log)
+
+    def check_times(self, zero, movie, drawings, interval):
+        """Each picture carries the time of its drawing: never before it, and within one frame interval after it."""
+        numbers = movie.numbers()
+        self.assertEqual(numbers[1:].count(None), 0)
+        # The first picture is taken when the recording starts, whenever its drawing was.
+        pairs = [(zero + when, drawings[number]) for number, when in zip(numbers[1:], movie.times()[1:])]
+        early = [begun - when for when, (begun, _) in pairs]
+        late = [when - done for when, (_, done) in pairs]
+        # "started" ties the movie's clock to ours by the wall clock; that is good to a millisecond or two.
+        self.assertLess(max(early), 0.003)
+        self.assertLess(max(late), interval)
+        return numbers, numpy.array(late)
+
+    def test_pictures_carry_the_times_of_their_drawing(self):
+        zero, movie, drawings = self.record_counter(30, 4)
+        numbers, late = self.check_times(zero, movie, drawings, 1 / 60)
+        self.assertEqual(numbers[1:], list(range(numbers[1], numbers[-1] + 1)), "a drawing is missing")
+        # A change is taken at once, not at the next tick of some clock.
+        self.assertLess(float(numpy.percentile(late, 95)), 0.004)
+
+    def test_at_full_rate_no_more_than_one_picture_in_a_hundred_is_lost(self):
+        zero, movie, drawings = self.record_counter(60, 4)
+        numbers, _ = self.check_times(zero, movie, drawings, 2 / 60)
+        drawn = numbers[-1] - numbers[1] + 1
+        self.assertGreaterEqual(len(set(numbers[1:])), 0.99 * drawn)
+
+    def test_faster_drawing_than_the_frame_rate_is_thinned_evenly(self):
+        zero, movie, drawings = self.record_counter(200, 3)
+        numbers, _ = self.check_times(zero, movie, drawings, 1 / 60)
+        gaps = numpy.diff(movie.times()[1:])
+        self.assertGreater(float(gaps.min()), 1 / 60 - 0.002)
+        self.assertGreater(len(numbers), 0.95 * 60 * movie.duration)
+
+
+class Duration(SystemTest):
+    def record_and_measure(self, region, **options):
+        """Seconds that the movie is longer than from its first picture to the stop request."""
+        with Recorder(self.folder / "length.mp4", region, **options) as recorder:
+            zero = recorder.wait_until_started()
+            time.sleep(3)
+            recorder.finish()
+            self.assert_succeeded(recorder)
+        movie = self.assert_finished(recorder.output)
+        length = recorder.signalled - zero
+        for stream in movie.streams:
+            with self.subTest(track=stream["codec_type"], index=stream["index"]):
+                self.assertAlmostEqual(float(stream["duration"]), length, delta=0.1)
+        self.assertAlmostEqual(movie.duration, length, delta=0.1)
+        return movie
+
+    def test_a_moving_screen_lasts_from_start_to_stop(self):
+        with desktop.picture("counter", 0, 0, 544, 64):
+            self.record_and_measure((0, 0, 544, 64), system=True, microphone=True)
+
+    def test_a_still_screen_lasts_from_start_to_stop(self):
+        with desktop.picture("pattern", 0, 0):
+            movie = self.record_and_measure((0, 0, 640, 480), system=True, microphone=True)
+            self.assertLess(len(movie.times()), 10, "a still screen is hardly encoded at all")
+
+    def test_a_still_screen_without_sound_lasts_from_start_to_stop(self):
+        with desktop.picture("pattern", 0, 0):
+            self.record_and_measure((0, 0, 640, 480))
+
+
+class SoundBesidePicture(SystemTest):
+    """A window that flashes while the speaker beeps."""
+
+    def onsets(self, active, rate, gap):
+        """The times (in samples / rate) at which activity begins after at least that many seconds without any."""
+        at = numpy.flatnonzero(active)
+        first = numpy.concatenate(([True], numpy.diff(at) > gap * rate))
+        return at[first] / rate
+
+    def measure(self, seconds):
+        with desktop.tool("flash_and_beep", "--x", 40, "--y", 40, "--width", 160, "--height", 120), \
+                Recorder(self.folder / "flash.mp4", (40, 40, 160, 120), system=True) as recorder:
+            recorder.wait_until_started()
+            time.sleep(seconds)
+            recorder.finish()
+            self.assert_succeeded(recorder)
+        movie = self.assert_finished(recorder.output)
+        bright = movie.luma().mean(axis=(1, 2)) > 120
+        times = movie.times()
+        flashes = times[1:][bright[1:] & ~bright[:-1]]
+        beeps = self.onsets(numpy.abs(movie.sound(0)).max(axis=1) > 0.1, 48000, 0.1)
+        beeps = beeps[(beeps > 0.2) & (beeps < movie.duration - 0.2)]
+        self.assertGreaterEqual(len(beeps), seconds * 3, "too few beeps were recorded")
+        # Positive: the sound comes later than its picture.
+        offsets = numpy.array([beep - flashes[numpy.abs(flashes - beep).argmin()] for beep in beeps]) * 1000
+        print(f"\nsound minus picture over {len(offsets)} events, ms: median {numpy.median(offsets):.1f}, "
+              f"5% {numpy.percentile(offsets, 5):.1f}, 95% {numpy.percentile(offsets, 95):.1f}")
+        return beeps, offsets
+
+    def check(self, offsets):
+        self.assertGreaterEqual(float(numpy.median(offsets)), -5)
+        self.assertLessEqual(float(numpy.median(offsets)), 10)
+        self.assertGreaterEqual(float((numpy.abs(offsets) <= 15).mean()), 0.95)
+
+    def test_sound_comes_with_its_picture(self):
+        _, offsets = self.measure(12)
+        self.check(offsets)
+
+
+class SoundBesidePictureForAMinute(SoundBesidePicture):
+    def test_sound_comes_with_its_picture(self):
+        beeps, offsets = self.measure(62)
+        self.check(offsets)
+        self.check(offsets[beeps > 50])
+
+
+def load_tests(loader, _tests, _pattern):
+    classes = [Pictures, Duration, SoundBesidePicture]
+    if os.environ.get("QUORVANE_LONG_TESTS"):
+        classes.append(SoundBesidePictureForAMinute)
+    return unittest.TestSuite(map(loader.loadTestsFromTestCase, classes))
+
+
+if __name__ == "__main__":
+    unittest.main()
