@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
-#include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -96,6 +96,21 @@ TEST(LinuxProcess, ABrokenPipeDoesNotKill) {
                   if (pipe(ends.data()) != 0) return 1;
                   close(ends[0]);
                   return write(ends[1], "x", 1) == -1 && errno == EPIPE ? 0 : 2;
+              }),
+              0);
+}
+
+TEST(LinuxProcess, AFileSizeLimitFailsTheWriteAlone) {
+    EXPECT_EQ(statusOf([] {
+                  const LinuxProcess process;
+                  const rlimit limit{16, 16};
+                  if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
+                  char path[] = "/tmp/file-size-XXXXXX";
+                  const int file = mkstemp(path);
+                  unlink(path);
+                  const std::string text(17, 'x');
+                  if (write(file, text.data(), text.size()) != 16) return 2;
+                  return write(file, "x", 1) == -1 && errno == EFBIG ? 0 : 3;
               }),
               0);
 }

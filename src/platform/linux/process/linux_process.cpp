@@ -52,7 +52,12 @@ bool isOrphan(int parent) {
 }  // namespace
 
 LinuxProcess::LinuxProcess()
-    : parent_(getppid()), standardOutput_(STDOUT_FILENO), standardError_(STDERR_FILENO) {}
+    : parent_(getppid()), standardOutput_(STDOUT_FILENO), standardError_(STDERR_FILENO) {
+    // A limit on the size of files is to fail the write, not to end the process.
+    struct sigaction ignore {};
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGXFSZ, &ignore, nullptr);
+}
 
 void LinuxProcess::ignoreSignal(Signal signal) {
     const int number = signalNumber(signal);
