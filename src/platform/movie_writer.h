@@ -45,7 +45,8 @@ class MovieWriterInput {
     virtual void markAsFinished() = 0;
 };
 
-// Status: unknown -> writing -> completed or failed; cancelWriting() leads to cancelled.
+// Status: unknown -> writing -> completed or failed; cancelWriting() leads to cancelled. What fails
+// behind the inputs while writing shows at the next append, which returns false, or at the end.
 // Threads: status() and error() from any, all else one at a time (the recorder's sample queue).
 class MovieWriter {
   public:

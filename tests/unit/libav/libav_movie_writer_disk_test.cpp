@@ -66,7 +66,7 @@ TEST(LibavMovieWriterDisk, HoldsAPlayableMovieAtEveryByte) {
         EXPECT_GE(frames, lastLength);
         lastLength = frames;
     }
-    EXPECT_GT(lastLength, 70);
+    EXPECT_GT(lastLength, 50);
 }
 
 TEST(LibavMovieWriterDisk, ShowsTheLastPictureForAsLongAsTheScreenIsStill) {
@@ -76,10 +76,11 @@ TEST(LibavMovieWriterDisk, ShowsTheLastPictureForAsLongAsTheScreenIsStill) {
     ASSERT_TRUE(recording.picture(100ms));
     for (const auto now : {2s, 5s, 9s}) {
         recording.moveTo(now);
-        // A copy taken now plays to within two seconds of now.
-        const double least = std::chrono::duration<double>(now).count() - 1.5;
+        // A copy taken now plays to within two seconds of now. (Half a second of sound may wait for
+        // the next fragment here, as the clock stands still.)
+        const double least = std::chrono::duration<double>(now).count() - 1.6;
         EXPECT_TRUE(waitUntil([&] {
-            return trackDuration(recording.path, 0) >= least &&
+            return trackDuration(recording.path, 0) >= least + 1 &&
                    trackDuration(recording.path, 1) >= least;
         })) << trackDuration(recording.path, 0)
             << " " << trackDuration(recording.path, 1);

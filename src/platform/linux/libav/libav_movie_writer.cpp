@@ -127,6 +127,14 @@ class LibavMovieWriter::Core : public std::enable_shared_from_this<Core> {
     bool appendSound(AudioInput& input, const SampleBufferPtr& sample);
     void endSound(AudioInput& input);
 
+    // Whether samples still become a movie.
+    bool isWriting() const QUORVANE_REQUIRES(mutex_) {
+        return status_ == MovieWriterStatus::writing && !failure_;
+    }
+    // What failed behind the inputs becomes the writer's error where its user looks: at an append
+    // that is refused, or at the end.
+    void surfaceFailure() QUORVANE_REQUIRES(mutex_);
+
     void startWorker(const char* name, void (Core::*work)());
     void encodePictures();
     void encodeSound();
@@ -152,6 +160,7 @@ class LibavMovieWriter::Core : public std::enable_shared_from_this<Core> {
     support::Condition workerEnded_;
     MovieWriterStatus status_ QUORVANE_GUARDED_BY(mutex_) = MovieWriterStatus::unknown;
     std::exception_ptr error_ QUORVANE_GUARDED_BY(mutex_);
+    std::exception_ptr failure_ QUORVANE_GUARDED_BY(mutex_);  // not seen from outside yet
     BoundedQueue<SampleBufferPtr> pictures_ QUORVANE_GUARDED_BY(mutex_){videoQueueLength};
     std::optional<MediaTime> sessionBegin_ QUORVANE_GUARDED_BY(mutex_);
     std::optional<MediaTime> lastPicture_ QUORVANE_GUARDED_BY(mutex_);
@@ -210,6 +219,7 @@ bool LibavMovieWriter::Core::startWriting() {
         bool fileHasThread = false;
         {
             MutexLock lock(mutex_);
+            surfaceFailure();
             fileHasThread = !workers_.empty();
         }
         if (!fileHasThread) writeFile();  // which only removes it
@@ -250,7 +260,9 @@ void LibavMovieWriter::Core::startSession(MediaTime sourceTime) {
 bool LibavMovieWriter::Core::isReadyForPicture() const {
     {
         MutexLock lock(mutex_);
-        if (status_ != MovieWriterStatus::writing || end_ || pictures_.full()) return false;
+        if (status_ != MovieWriterStatus::writing || end_) return false;
+        if (failure_) return true;  // the append then says it
+        if (pictures_.full()) return false;
     }
     return file_.hasRoom(videoBacklog);
 }
@@ -258,6 +270,7 @@ bool LibavMovieWriter::Core::isReadyForPicture() const {
 bool LibavMovieWriter::Core::appendPicture(const SampleBufferPtr& sample) {
     {
         MutexLock lock(mutex_);
+        surfaceFailure();
         if (status_ != MovieWriterStatus::writing || !sessionBegin_ || end_) return false;
         const auto time = sample->presentationTime();
         if (sample->picture() == nullptr || !time || pictures_.full()) return true;
@@ -275,8 +288,9 @@ bool LibavMovieWriter::Core::hasRoom(const AudioInput& input) const {
 bool LibavMovieWriter::Core::isReadyForSound(const AudioInput& input) const {
     {
         MutexLock lock(mutex_);
-        if (status_ != MovieWriterStatus::writing || end_ || input.ended || !hasRoom(input))
-            return false;
+        if (status_ != MovieWriterStatus::writing || end_ || input.ended) return false;
+        if (failure_) return true;  // the append then says it
+        if (!hasRoom(input)) return false;
     }
     return file_.hasRoom(audioBacklog);
 }
@@ -298,6 +312,7 @@ bool LibavMovieWriter::Core::appendSound(AudioInput& input, const SampleBufferPt
     const auto now = clock_.hostTime();
     {
         MutexLock lock(mutex_);
+        surfaceFailure();
         if (status_ != MovieWriterStatus::writing || !sessionBegin_ || end_ || input.ended)
             return false;
         const auto time = sample->presentationTime();
@@ -342,6 +357,7 @@ void LibavMovieWriter::Core::finishWriting(std::function<void()> completion) {
             completion_ = std::move(completion);
             return;
         }
+        surfaceFailure();
     }
     completion();  // nothing is left to wait for
 }
@@ -360,12 +376,17 @@ void LibavMovieWriter::Core::cancelWriting() {
 void LibavMovieWriter::Core::fail(std::exception_ptr error) {
     {
         MutexLock lock(mutex_);
-        if (status_ != MovieWriterStatus::writing) return;
-        status_ = MovieWriterStatus::failed;
-        error_ = std::move(error);
+        if (!isWriting()) return;
+        failure_ = std::move(error);
     }
     pictureCame_.notify_one();
     soundCame_.notify_one();
+}
+
+void LibavMovieWriter::Core::surfaceFailure() {
+    if (!failure_ || status_ != MovieWriterStatus::writing) return;
+    status_ = MovieWriterStatus::failed;
+    error_ = failure_;
 }
 
 void LibavMovieWriter::Core::failEncoding() {
@@ -385,9 +406,9 @@ void LibavMovieWriter::Core::encodePictures() {
             std::optional<MediaTime> end;
             {
                 MutexLock lock(mutex_);
-                while (pictures_.empty() && !end_ && status_ == MovieWriterStatus::writing)
+                while (pictures_.empty() && !end_ && isWriting())
                     pictureCame_.wait(mutex_);
-                if (status_ != MovieWriterStatus::writing) return;
+                if (!isWriting()) return;
                 begin = sessionBegin_.value_or(MediaTime{});
                 if (pictures_.empty()) {
                     end = sessionBegin_ ? *end_ : MediaTime{};
@@ -423,7 +444,7 @@ void LibavMovieWriter::Core::encodeSound() {
             std::optional<MediaTime> end;
             {
                 MutexLock lock(mutex_);
-                if (status_ != MovieWriterStatus::writing) return;
+                if (!isWriting()) return;
                 begin = sessionBegin_;
                 end = end_;
                 for (std::size_t index = 0; begin && index < buffers.size(); ++index) {
@@ -459,7 +480,7 @@ void LibavMovieWriter::Core::encodeSound() {
             if (any) continue;
             MutexLock lock(mutex_);
             const auto isEmpty = [](const auto& input) { return input->queue.empty(); };
-            if (!end_ && status_ == MovieWriterStatus::writing &&
+            if (!end_ && isWriting() &&
                 (!sessionBegin_ || std::ranges::all_of(audioInputs_, isEmpty)))
                 soundCame_.wait_for(mutex_, silencePeriod);
         }
@@ -474,7 +495,8 @@ void LibavMovieWriter::Core::writeFile() {
         {
             MutexLock lock(mutex_);
             fileDone_ = true;
-            if (status_ == MovieWriterStatus::writing && !error)
+            if (completion_) surfaceFailure();
+            if (status_ == MovieWriterStatus::writing && !failure_ && !error)
                 status_ = MovieWriterStatus::completed;
             completion = std::exchange(completion_, nullptr);
         }

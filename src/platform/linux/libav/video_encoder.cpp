@@ -108,7 +108,7 @@ VideoEncoder::VideoEncoder(const VideoInputSettings& settings, int cores)
     codec_->color_trc = AVCOL_TRC_BT709;
     codec_->colorspace = AVCOL_SPC_BT709;
     codec_->color_range = AVCOL_RANGE_MPEG;
-    codec_->chroma_sample_location = AVCHROMA_LOC_LEFT;
+    codec_->chroma_sample_location = AVCHROMA_LOC_CENTER;
     codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
 
     AVDictionary* dictionary = nullptr;
