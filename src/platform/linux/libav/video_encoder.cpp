@@ -35,9 +35,12 @@ struct OptionsDeleter {
 // force-cfr, because with its own idea of variable rates x264 holds each picture back until it has
 // seen the next one's time; spendBitsFor() makes up for it. The 8x8 transform is what makes the
 // fastest preset High profile, at no measurable cost (CABAC would cost it a quarter more time).
+// The first picture, which may stand for minutes, is given a fine quantiser; the rate control would
+// start at 24 whatever the bit rate, and go on from there (pages of text changing once a second: 44
+// instead of 34 dB PSNR).
 constexpr const char* x264Options =
     "force-cfr=1:rc-lookahead=0:sync-lookahead=0:mbtree=0:sliced-threads=1:bframes=0:8x8dct=1:"
-    "annexb=0";
+    "annexb=0:zones=0,0,q=12";
 
 // While it lives, threads are started with every signal blocked: those of the encoder never take
 // one.
