@@ -29,9 +29,9 @@ AudioEncoder::AudioEncoder(const AudioInputSettings& settings, EncodedSampleSink
     codec_->bit_rate = settings.bitRate;
     codec_->time_base = {1, settings.sampleRate};
     codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    // Half the time of the default search. At 192 kbit/s its error is 30 dB lower on tones, the
-    // same on music-like noise, and 3 dB higher on bursts of white noise (measured with ffmpeg's
-    // asdr).
+    // Half the time of the default search. Signal to noise at 192 kbit/s in dB, the default's and
+    // this one's: voice-like 32 and 36, chord 32 and 74, pink noise 14.4 and 14.8, a lone tone of
+    // 440 Hz 63 and 33.
     throwIfError(av_opt_set(codec_->priv_data, "aac_coder", "fast", 0), "set up the audio encoder");
     throwIfError(avcodec_open2(codec_.get(), codec_->codec, nullptr), "open the audio encoder");
 
