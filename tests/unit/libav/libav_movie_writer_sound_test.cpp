@@ -205,7 +205,7 @@ TEST(LibavMovieWriterSound, TakesEveryPcmFormat) {
             const double error = samples[static_cast<std::size_t>(index)] - value(index, 48000);
             squares += error * error;
         }
-        EXPECT_LT(std::sqrt(squares / 30000), 0.012);
+        EXPECT_LT(std::sqrt(squares / 30000), 0.007);
     }
 }
 

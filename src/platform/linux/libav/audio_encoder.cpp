@@ -6,7 +6,6 @@
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavutil/opt.h>
 }
 
 #include "platform/linux/libav/libav_error.h"
@@ -29,10 +28,6 @@ AudioEncoder::AudioEncoder(const AudioInputSettings& settings, EncodedSampleSink
     codec_->bit_rate = settings.bitRate;
     codec_->time_base = {1, settings.sampleRate};
     codec_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    // Half the time of the default search. Signal to noise at 192 kbit/s in dB, the default's and
-    // this one's: voice-like 32 and 36, chord 32 and 74, pink noise 14.4 and 14.8, a lone tone of
-    // 440 Hz 63 and 33.
-    throwIfError(av_opt_set(codec_->priv_data, "aac_coder", "fast", 0), "set up the audio encoder");
     throwIfError(avcodec_open2(codec_.get(), codec_->codec, nullptr), "open the audio encoder");
 
     const auto config = std::as_bytes(
