@@ -59,6 +59,9 @@ ScreenCaptureRecorder::ScreenCaptureRecorder(cli::RecordingRequest request,
     : request_(std::move(request)),
       platform_(platform),
       events_(events),
+      healthTelemetry_(health::RecordingHealthTelemetry::open(
+          request_.healthPath, request_.systemAudioEnabled, request_.microphoneEnabled,
+          {platform.dispatch.clock(), platform.files, platform.process})),
       ownedSampleQueue_(platform.dispatch.makeSerialQueue("quorvane.samples")),
       sampleQueue_(*ownedSampleQueue_),
       silencePool_(support::makeMemoryPool(largestPooledSilence)),
@@ -218,9 +221,11 @@ void ScreenCaptureRecorder::didOutputSampleBuffer(const SampleBufferPtr& sampleB
     if (!sampleBuffer->isValid() || isFinished() || finishingWriter_) return;
     switch (type) {
         case StreamOutputType::microphone:
+            if (healthTelemetry_) healthTelemetry_->recordAudioSample("microphone", *sampleBuffer);
             return appendAudioSample(sampleBuffer, microphoneInput_,
                                      RecordedAudioSource::microphone);
         case StreamOutputType::audio:
+            if (healthTelemetry_) healthTelemetry_->recordAudioSample("system", *sampleBuffer);
             return appendAudioSample(sampleBuffer, systemAudioInput_, RecordedAudioSource::system);
         case StreamOutputType::screen:
             if (carriesPicture(*sampleBuffer)) appendScreenSample(sampleBuffer);
@@ -378,6 +383,7 @@ void ScreenCaptureRecorder::complete(std::exception_ptr failure) {
         finished_ = true;
     }
     if (fallback) fallback->cancel();
+    if (healthTelemetry_) healthTelemetry_->finish();
     if (waiter) waiter->resume();
 }
 

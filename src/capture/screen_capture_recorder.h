@@ -8,6 +8,7 @@
 #include "cli/recording_request.h"
 #include "control/recorder_events.h"
 #include "control/recording_audio_state.h"
+#include "health/recording_health_telemetry.h"
 #include "platform/platform.h"
 #include "support/async.h"
 #include "support/mutex.h"
@@ -77,6 +78,7 @@ class ScreenCaptureRecorder final : public platform::StreamOutput,
     const cli::RecordingRequest request_;
     platform::Platform& platform_;
     control::RecorderEvents& events_;
+    const std::unique_ptr<health::RecordingHealthTelemetry> healthTelemetry_;  // null: no log
     const std::shared_ptr<support::Queue> ownedSampleQueue_;
     support::Queue& sampleQueue_;
 

@@ -37,16 +37,16 @@ std::string internetDateTime(support::WallTime time) {
 
 std::unique_ptr<RecordingHealthTelemetry> RecordingHealthTelemetry::open(
     const std::optional<std::string>& path, bool systemAudioEnabled, bool microphoneEnabled,
-    platform::Platform& platform) {
+    const Services& services) {
     if (!path || path->empty()) return nullptr;
     std::unique_ptr<RecordingHealthTelemetry> telemetry(
-        new RecordingHealthTelemetry(platform, systemAudioEnabled, microphoneEnabled));
+        new RecordingHealthTelemetry(services, systemAudioEnabled, microphoneEnabled));
     MutexLock lock(telemetry->lock_);
     try {
-        platform.files.createDirectory(support::deletingLastPathComponent(*path));
-        telemetry->file_ = platform.files.createLogFile(*path);
+        services.files.createDirectory(support::deletingLastPathComponent(*path));
+        telemetry->file_ = services.files.createLogFile(*path);
     } catch (...) {
-        platform.process.writeStandardError(
+        services.process.writeStandardError(
             fmt::format("Warning: could not open recorder health file at {}: {}\n", *path,
                         cli::localizedDescription(std::current_exception())));
         return nullptr;
@@ -55,10 +55,10 @@ std::unique_ptr<RecordingHealthTelemetry> RecordingHealthTelemetry::open(
     return telemetry;
 }
 
-RecordingHealthTelemetry::RecordingHealthTelemetry(platform::Platform& platform,
+RecordingHealthTelemetry::RecordingHealthTelemetry(const Services& services,
                                                    bool systemAudioEnabled, bool microphoneEnabled)
-    : process_(platform.process),
-      clock_(platform.dispatch.clock()),
+    : process_(services.process),
+      clock_(services.clock),
       start_(clock_.hostTime()),
       systemAudioEnabled_(systemAudioEnabled),
       microphoneEnabled_(microphoneEnabled) {}

@@ -9,8 +9,10 @@
 #include <string>
 #include <string_view>
 
-#include "platform/platform.h"
+#include "platform/file_manager.h"
+#include "platform/process.h"
 #include "platform/sample_buffer.h"
+#include "support/dispatch.h"
 #include "support/mutex.h"
 
 namespace quorvane::health {
@@ -22,12 +24,19 @@ constexpr std::int64_t recordingHealthSampleIntervalMs = 2000;
 // Threads: any. Errors: none, the recording goes on whatever becomes of the log.
 class RecordingHealthTelemetry {
   public:
+    // What it works on; outlives it.
+    struct Services {
+        const support::Clock& clock;
+        platform::FileManager& files;
+        platform::Process& process;
+    };
+
     // Empties or creates the file, makes the folders above it, and writes the first line. Null
     // without a path, or when the file cannot be opened, which costs one line on standard error.
     static std::unique_ptr<RecordingHealthTelemetry> open(const std::optional<std::string>& path,
                                                           bool systemAudioEnabled,
                                                           bool microphoneEnabled,
-                                                          platform::Platform& platform);
+                                                          const Services& services);
 
     // Counts a buffer of the source "system" or "microphone"; any other source is ignored.
     // Allocates and formats nothing but for the source's first buffer and one in two seconds.
@@ -45,7 +54,7 @@ class RecordingHealthTelemetry {
         std::optional<std::int64_t> lastHealthEventElapsedMs;  // of its last line
     };
 
-    RecordingHealthTelemetry(platform::Platform& platform, bool systemAudioEnabled,
+    RecordingHealthTelemetry(const Services& services, bool systemAudioEnabled,
                              bool microphoneEnabled);
 
     std::int64_t currentElapsedMs() const;
