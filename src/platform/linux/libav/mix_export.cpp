@@ -165,10 +165,14 @@ void MixExport::mixSound(ParallelSoundEncoder& encoder) const {
         for (const auto& each : tracks)
             each->fillUpTo(furthest - mostDisorder);
     }
-    for (std::size_t track = 0; goesOn && track < tracks.size(); ++track) {
-        tracks[track]->finish();
-        mixer.end(track);
+    for (const auto& each : tracks) {
+        each->finish();
+        furthest = std::max(furthest, each->position());
     }
+    // To one length: a track that has ended is silent until the others have.
+    for (const auto& each : tracks)
+        each->fillUpTo(furthest);
+    mixer.finish();
     if (goesOn && !cancelled_) encoder.finish();
 }
 

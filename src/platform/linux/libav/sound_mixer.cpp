@@ -69,16 +69,16 @@ void SoundMixer::append(std::size_t track, FramePtr frame) {
     drain();
 }
 
-void SoundMixer::end(std::size_t track) {
-    throwIfError(av_buffersrc_add_frame_flags(inputs_[track], nullptr, AV_BUFFERSRC_FLAG_PUSH),
-                 "mix the sound");
+void SoundMixer::finish() {
+    for (auto* const input : inputs_)
+        throwIfError(av_buffersrc_add_frame_flags(input, nullptr, AV_BUFFERSRC_FLAG_PUSH),
+                     "mix the sound");
     drain();
 }
 
 void SoundMixer::drain() {
     for (;;) {
-        const int result =
-            av_buffersink_get_frame_flags(output_, mixed_.get(), AV_BUFFERSINK_FLAG_NO_REQUEST);
+        const int result = av_buffersink_get_frame(output_, mixed_.get());
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
         throwIfError(result, "mix the sound");
         sink_(*mixed_);

@@ -29,8 +29,8 @@ class SoundMixer {
     // Each track from the movie's begin on, without a gap. What comes of one track waits inside
     // until the others have come as far.
     void append(std::size_t track, FramePtr frame);
-    // The mix goes on without the track: unchanged, until all have ended.
-    void end(std::size_t track);
+    // All tracks end, where each of them has come as far: what is inside comes out.
+    void finish();
 
   private:
     struct Free {
