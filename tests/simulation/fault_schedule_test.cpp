@@ -19,8 +19,11 @@ struct Run {
 Run recordWithFault(std::uint64_t seed, std::uint64_t nth) {
     SimPlatform sim(seed, FaultPlan(nth));
     control::RecorderEvents events(sim.process);
+    auto request = screenRequest(true, true);
+    request.rawOutputPath = "/raw/movie.mp4";
+    request.healthPath = "/health.jsonl";
     const auto outcome =
-        watch(sim.dispatch, session::record(screenRequest(true, true), sim.ports, events));
+        watch(sim.dispatch, session::record(std::move(request), sim.ports, events));
     bool muted = false;
     for (int tick = 0; tick < 20; ++tick) {
         sim.dispatch.advance(std::chrono::milliseconds(50 + sim.dispatch.draw(50)));
@@ -49,7 +52,16 @@ Run recordWithFault(std::uint64_t seed, std::uint64_t nth) {
     if (!outcome->error) {
         EXPECT_EQ(sim.writers.status, platform::MovieWriterStatus::completed);
         EXPECT_EQ(std::count(kinds.begin(), kinds.end(), "processing"), 1);
+        EXPECT_EQ(sim.files.files.at("/raw/movie.mp4"), (SimFile{"recorded", 1, 2}));
+        // As it was recorded only if the export could not use any of its audio tracks.
+        EXPECT_THAT(sim.files.files.at("/movie.mp4").content, testing::AnyOf("mixed", "recorded"));
+    } else if (sim.files.files.contains("/movie.mp4")) {
+        EXPECT_EQ(sim.files.files.at("/movie.mp4"), (SimFile{"recorded", 1, 2}));
     }
+    if (!sim.files.removalFailed) {
+        EXPECT_THAT(sim.files.pathsWith("-mixed-"), testing::IsEmpty());
+    }
+    EXPECT_EQ(sim.files.openLogs, 0);
     if (muted) {
         const auto& samples = sim.writers.inputs.at(2).samples;
         for (std::size_t index = 11; index < samples.size(); ++index) {
