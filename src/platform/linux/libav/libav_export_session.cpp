@@ -89,7 +89,7 @@ class LibavExportSession final : public ExportSession {
     explicit LibavExportSession(std::shared_ptr<const LibavComposition> composition)
         : composition_(std::move(composition)) {}
     ~LibavExportSession() override {
-        if (export_) export_->cancel();
+        if (const auto running = current()) running->cancel();
         if (thread_.joinable()) thread_.join();
     }
     LibavExportSession(const LibavExportSession&) = delete;
@@ -116,7 +116,10 @@ class LibavExportSession final : public ExportSession {
         MutexLock lock(mutex_);
         return status_;
     }
-    float progress() const override { return export_ ? export_->progress() : 0; }
+    float progress() const override {
+        const auto running = current();
+        return running ? running->progress() : 0;
+    }
     std::exception_ptr error() const override {
         MutexLock lock(mutex_);
         return error_;
@@ -124,6 +127,11 @@ class LibavExportSession final : public ExportSession {
 
   private:
     MixPlan plan() const;
+    // Null before the export begins. It is watched from then on, or before.
+    std::shared_ptr<MixExport> current() const {
+        MutexLock lock(mutex_);
+        return export_;
+    }
     void end(ExportStatus status, std::exception_ptr error) {
         MutexLock lock(mutex_);
         status_ = status;
@@ -134,9 +142,9 @@ class LibavExportSession final : public ExportSession {
     std::string outputPath_;
     std::optional<FileType> fileType_;
     AudioMix mix_;
-    std::unique_ptr<MixExport> export_;
 
     mutable support::Mutex mutex_;
+    std::shared_ptr<MixExport> export_ QUORVANE_GUARDED_BY(mutex_);
     ExportStatus status_ QUORVANE_GUARDED_BY(mutex_) = ExportStatus::unknown;
     std::exception_ptr error_ QUORVANE_GUARDED_BY(mutex_);
 
@@ -160,23 +168,25 @@ MixPlan LibavExportSession::plan() const {
 }
 
 void LibavExportSession::exportAsynchronously(std::function<void()> completion) {
+    const auto running = std::make_shared<MixExport>(plan());
     {
         MutexLock lock(mutex_);
         status_ = ExportStatus::exporting;
+        export_ = running;
     }
-    export_ = std::make_unique<MixExport>(plan());
-    thread_ = support::startBackgroundThread("export", [this, completion = std::move(completion)] {
-        try {
-            if (fileType_ != FileType::mpeg4)
-                throw libavError(AVERROR(EINVAL), "export this type of file");
-            export_->run(outputPath_);
-            end(export_->isCancelled() ? ExportStatus::cancelled : ExportStatus::completed,
-                nullptr);
-        } catch (...) {
-            end(ExportStatus::failed, std::current_exception());
-        }
-        completion();
-    });
+    thread_ = support::startBackgroundThread(
+        "export", [this, running, completion = std::move(completion)] {
+            try {
+                if (fileType_ != FileType::mpeg4)
+                    throw libavError(AVERROR(EINVAL), "export this type of file");
+                running->run(outputPath_);
+                end(running->isCancelled() ? ExportStatus::cancelled : ExportStatus::completed,
+                    nullptr);
+            } catch (...) {
+                end(ExportStatus::failed, std::current_exception());
+            }
+            completion();
+        });
 }
 
 }  // namespace
