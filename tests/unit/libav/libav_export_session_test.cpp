@@ -273,6 +273,30 @@ TEST_F(LibavExport, AMovieInFragmentsIsExportedToo) {
     EXPECT_EQ(probe(output, "stream=nb_frames", "v"), "30\n");
 }
 
+TEST_F(LibavExport, ATrackThatAppearsWhileTheFileIsReadIsLeftOut) {
+    const auto two = folder / "two.mpg";
+    const auto three = folder / "three.mpg";
+    const auto tones = [](int count, const std::string& seconds) {
+        std::string inputs;
+        std::string maps;
+        for (int tone = 0; tone < count; ++tone) {
+            inputs += "-f lavfi -i sine=" + std::to_string(440 + 220 * tone) + ":r=48000 ";
+            maps += "-map " + std::to_string(tone) + " ";
+        }
+        return inputs + maps + "-t " + seconds + " -ac 2 -c:a mp2 -b:a 384k -f mpeg";
+    };
+    makeMovie(tones(2, "20"), two);
+    // Its messages are about the rate of a disc.
+    makeMovie("-v quiet " + tones(3, "2"), three);
+    // Parts of this kind of file make a file; in the middle of a long one nobody looks beforehand.
+    const auto begin = quoted(two);
+    outputOf("cat " + begin + " " + begin + " " + begin + " " + begin + " " + quoted(three) + " " +
+             begin + " " + begin + " > " + quoted(input));
+    ASSERT_EQ(probe(input, "stream=codec_type"), "audio\naudio\n");
+    ASSERT_EQ(exportMovie(input, output).status, ExportStatus::completed);
+    EXPECT_EQ(probe(output, "stream=codec_type"), "audio\n");
+}
+
 TEST_F(LibavExport, WithoutAPictureTheSoundIsTheMovie) {
     makeMovie(click(30000) + " " + click(61234) + " -map 0 -map 1 -ac 2" + aac, input);
     ASSERT_EQ(exportMovie(input, output).status, ExportStatus::completed);

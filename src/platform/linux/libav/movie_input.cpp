@@ -68,6 +68,7 @@ std::chrono::nanoseconds MovieInput::duration() const {
 }
 
 void MovieInput::select(std::span<const int> streams) {
+    selectedOf_ = context_->nb_streams;
     const auto size = avio_size(context_->pb);
     for (unsigned index = 0; index < context_->nb_streams; ++index) {
         auto& each = *context_->streams[index];
@@ -90,7 +91,8 @@ bool MovieInput::read(AVPacket& packet) {
         if (result == AVERROR_EOF) return false;
         throwIfError(result, "read " + path_);
         // Streams that appear while reading have not been selected.
-        if (stream(packet.stream_index).discard == AVDISCARD_ALL) {
+        const bool isNew = static_cast<unsigned>(packet.stream_index) >= selectedOf_;
+        if (isNew || stream(packet.stream_index).discard == AVDISCARD_ALL) {
             av_packet_unref(&packet);
             continue;
         }

@@ -42,6 +42,7 @@ class MovieInput {
 
     std::string path_;
     std::unique_ptr<AVFormatContext, Close> context_;
+    unsigned selectedOf_ = 0;  // how many streams there were to select from
 };
 
 }  // namespace quorvane::platform::libav
