@@ -36,6 +36,14 @@ int flush(int descriptor) {
     return 0;
 }
 
+// Sends the name of a file that has been flushed to the disk, too. Should that fail, the file is
+// whole all the same, and the system writes the name later.
+void flushName(const std::string& path) {
+    const FileDescriptor folder(
+        openRetrying(support::deletingLastPathComponent(path), O_RDONLY | O_DIRECTORY));
+    if (folder.get() >= 0) (void)flush(folder.get());
+}
+
 void throwIfFailed(const std::error_code& error, const std::string& doing) {
     if (error) throw posixError(error.value(), doing);
 }
@@ -82,9 +90,11 @@ void LinuxFileManager::copyItem(const std::string& source, const std::string& de
     int error = fchmod(to.get(), status.st_mode & allPermissions) == 0 ? 0 : errno;
     if (error == 0) error = copyContent(from.get(), to.get());
     if (error == 0) error = flush(to.get());
-    if (error == 0) return;
-    unlink(destination.c_str());
-    throw posixError(error, doing);
+    if (error != 0) {
+        unlink(destination.c_str());
+        throw posixError(error, doing);
+    }
+    flushName(destination);
 }
 
 void LinuxFileManager::replaceItem(const std::string& original, const std::string& replacement) {
@@ -105,10 +115,7 @@ void LinuxFileManager::replaceItem(const std::string& original, const std::strin
         if (const int error = flush(file.get())) throw posixError(error, doing);
     }
     if (rename(replacement.c_str(), original.c_str()) != 0) throw posixError(errno, doing);
-    const FileDescriptor folder(
-        openRetrying(support::deletingLastPathComponent(original), O_RDONLY | O_DIRECTORY));
-    // The path leads to a whole file either way; this only hastens the new one's name to the disk.
-    if (folder.get() >= 0) (void)flush(folder.get());
+    flushName(original);
 }
 
 std::vector<std::string> LinuxFileManager::contentsOfDirectory(const std::string& path) {
