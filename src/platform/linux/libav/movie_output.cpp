@@ -71,6 +71,7 @@ MovieOutput::MovieOutput(const std::string& path) : path_(path), file_(createNew
     context_.reset(context);
     context_->pb = bytes_.get();
     context_->flags |= AVFMT_FLAG_CUSTOM_IO;
+    context_->flush_packets = 0;  // the library would write every packet by itself
 }
 
 MovieOutput::~MovieOutput() = default;
