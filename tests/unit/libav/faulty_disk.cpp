@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include <dlfcn.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 #include <unistd.h>
@@ -59,13 +60,28 @@ Function* behind(Function* /*own*/, const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+// Others are written to, too: what wakes a queue is none of the disk's business.
+bool isFile(int descriptor) {
+    struct stat status {};
+    return fstat(descriptor, &status) == 0 && S_ISREG(status.st_mode);
+}
+
 }  // namespace quorvane::platform::libav
 
 using quorvane::platform::libav::behind;
 using quorvane::platform::libav::faultOfThisCall;
+using quorvane::platform::libav::isFile;
 
 // These take the place of the C library's functions in this program.
 extern "C" {
+
+ssize_t write(int descriptor, const void* data, size_t size) {
+    if (const int error = isFile(descriptor) ? faultOfThisCall() : 0) {
+        errno = error;
+        return -1;
+    }
+    return behind(write, "write")(descriptor, data, size);
+}
 
 ssize_t pwritev(int descriptor, const iovec* parts, int count, off_t offset) {
     if (const int error = faultOfThisCall()) {
@@ -73,6 +89,14 @@ ssize_t pwritev(int descriptor, const iovec* parts, int count, off_t offset) {
         return -1;
     }
     return behind(pwritev, "pwritev")(descriptor, parts, count, offset);
+}
+
+int fsync(int descriptor) {
+    if (const int error = faultOfThisCall()) {
+        errno = error;
+        return -1;
+    }
+    return behind(fsync, "fsync")(descriptor);
 }
 
 int fdatasync(int descriptor) {
