@@ -1,9 +1,11 @@
 // A recording whose process is killed.
+#include <algorithm>
 #include <csignal>
 
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include "unit/libav/faulty_disk.h"
 #include "unit/libav/movie_reader.h"
 #include "unit/libav/movie_recording.h"
 
@@ -63,6 +65,33 @@ TEST(LibavMovieWriterKill, LeavesAMovieThatPlaysToWithinTwoSeconds) {
         EXPECT_GE(std::chrono::duration<double>(shown.size() * 33ms).count(),
                   std::min(least, std::chrono::duration<double>(row.moving).count() - 0.1));
     }
+}
+
+TEST(LibavMovieWriterKill, LeavesAMovieWhicheverCallIsTheLast) {
+    const TestFolder folder;
+    std::size_t most = 0;
+    for (int nth = 1; nth <= 16; ++nth) {
+        SCOPED_TRACE(nth);
+        const auto path = folder.file(std::to_string(nth) + ".mp4");
+        const auto child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            Recording recording(path, 64, 48, 1);
+            dieAtCall(nth);
+            for (auto time = 0ms; time < 60s; time += 100ms) {
+                recording.picture(time);
+                recording.soundUpTo(0, time, time + 100ms, [](std::int64_t) { return 0.1F; });
+                std::this_thread::sleep_for(5ms);
+            }
+            _exit(1);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        EXPECT_TRUE(WIFSIGNALED(status));
+        // What cannot be opened is a failure of the reader.
+        most = std::max(most, pictureTimes(path).size());
+    }
+    EXPECT_GT(most, 10U);
 }
 
 }  // namespace

@@ -279,13 +279,21 @@ void MovieFile::writeFragment(MediaTime now) {
     constexpr std::size_t mostTracks = 7;  // with the header as many parts as one write takes
     assert(fragmentTracks_.size() <= mostTracks);
     std::array<std::span<const std::byte>, mostTracks + 1> parts;
-    parts[0] = fragmentHeader_.data();
+    // The length and the kind of the header's box are written when the rest is on the disk. Until
+    // then they are zeros, and readers end there; a header that is cut off would make them refuse
+    // the whole file.
+    constexpr std::size_t boxHeaderSize = 8;
+    const std::span<const std::byte> header = fragmentHeader_.data();
+    parts[0] = header.subspan(boxHeaderSize);
     auto size = std::ssize(fragmentHeader_.data());
     for (std::size_t each = 0; each < fragmentStates_.size(); ++each) {
         parts[each + 1] = writing_[fragmentStates_[each]].data;
         size += std::ssize(parts[each + 1]);
     }
-    storage_->writeAt(layout_.end, std::span(parts).first(fragmentStates_.size() + 1));
+    storage_->writeAt(layout_.end + boxHeaderSize,
+                      std::span(parts).first(fragmentStates_.size() + 1));
+    storage_->flush();
+    storage_->writeAt(layout_.end, header.first(boxHeaderSize));
 
     for (std::size_t each = 0; each < fragmentStates_.size(); ++each) {
         auto& state = states_[fragmentStates_[each]];
