@@ -1,9 +1,11 @@
 #include "platform/linux/process/line_writer.h"
 
 #include <array>
+#include <climits>
 #include <thread>
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/socket.h>
@@ -95,6 +97,31 @@ TEST_P(LineWriterOn, PatienceWaitsForAReaderThatComesBack) {
     reader.join();
     received += channel.drain();
     EXPECT_NE(received.find("important\n"), std::string::npos);
+}
+
+TEST_P(LineWriterOn, AReaderThatHasStoppedIsWaitedForOnce) {
+    Channel channel(GetParam());
+    LineWriter writer(channel.writeEnd());
+    for (int line = 0; line < 100'000; ++line)
+        writer.write("filling the channel\n", 0ms);
+    const auto begin = std::chrono::steady_clock::now();
+    for (int line = 0; line < 20; ++line)
+        writer.write(std::string(PIPE_BUF - 1, 'x') + "\n", 1000ms);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, 10s);
+    channel.drain();
+    writer.write("back\n", 1000ms);
+    EXPECT_THAT(channel.drain(), testing::EndsWith("back\n"));
+    // It is waited for again.
+    std::thread reader;
+    for (int line = 0; line < 100'000; ++line)
+        writer.write("filling the channel\n", 0ms);
+    reader = std::thread([&] {
+        std::this_thread::sleep_for(100ms);
+        channel.drain();
+    });
+    writer.write("waited for\n", 10s);
+    reader.join();
+    EXPECT_THAT(channel.drain(), testing::EndsWith("waited for\n"));
 }
 
 TEST_P(LineWriterOn, ALongLineIsNeverCut) {

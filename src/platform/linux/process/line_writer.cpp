@@ -32,17 +32,27 @@ LineWriter::~LineWriter() {
 }
 
 void LineWriter::write(std::string_view line, std::chrono::milliseconds patience) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() +
+                          (readerStopped_ ? std::chrono::milliseconds(0) : patience);
+    const auto waited = patience.count() > 0;
     if (!unfinished_.empty()) {
         std::string_view rest = unfinished_;
         const auto outcome = writeSome(rest, deadline);
         unfinished_.erase(0, unfinished_.size() - rest.size());
         if (outcome == Outcome::failed) unfinished_.clear();
-        if (outcome != Outcome::done) return;
+        if (outcome != Outcome::done) {
+            readerStopped_ = readerStopped_ || (outcome == Outcome::timedOut && waited);
+            return;
+        }
     }
     auto rest = line;
-    if (writeSome(rest, deadline) == Outcome::timedOut && rest.size() < line.size())
-        unfinished_ = rest;
+    const auto outcome = writeSome(rest, deadline);
+    if (outcome == Outcome::timedOut && rest.size() < line.size()) unfinished_ = rest;
+    if (outcome == Outcome::done) {
+        readerStopped_ = false;
+    } else if (outcome == Outcome::timedOut && waited) {
+        readerStopped_ = true;
+    }
 }
 
 LineWriter::Outcome LineWriter::writeSome(std::string_view& text, Deadline deadline) {

@@ -20,7 +20,9 @@ class LineWriter {
     LineWriter(const LineWriter&) = delete;
     LineWriter& operator=(const LineWriter&) = delete;
 
-    // The line with its line feed. Waits at most as long as the patience says.
+    // The line with its line feed. Waits at most as long as the patience says, and not at all once
+    // a line has waited in vain, until the reader takes one again: however many lines there are, a
+    // reader that has stopped costs one wait.
     void write(std::string_view line, std::chrono::milliseconds patience);
 
   private:
@@ -35,6 +37,7 @@ class LineWriter {
     bool neverBlocks_ = false;
     bool isSocket_ = false;
     std::string unfinished_;  // the rest of a line that the reader took in part
+    bool readerStopped_ = false;
 };
 
 }  // namespace quorvane::platform::process

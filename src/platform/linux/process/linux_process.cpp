@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include <fcntl.h>
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
@@ -50,6 +51,13 @@ bool isOrphan(int parent) {
 }
 
 }  // namespace
+
+LinuxProcess::StandardStreams::StandardStreams() {
+    for (int number = STDIN_FILENO; number <= STDERR_FILENO; ++number) {
+        // The lowest free number is taken, so this is the one.
+        if (fcntl(number, F_GETFD) < 0 && errno == EBADF) (void)open("/dev/null", O_RDWR);
+    }
+}
 
 LinuxProcess::LinuxProcess()
     : parent_(getppid()), standardOutput_(STDOUT_FILENO), standardError_(STDERR_FILENO) {

@@ -27,6 +27,13 @@ class LinuxProcess final : public Process {
     void writeStandardError(std::string_view line) override;
 
   private:
+    // Gives the numbers of standard streams that are closed to the null device: whatever is opened
+    // first would get them, and be read as commands or have events written into it.
+    struct StandardStreams {
+        StandardStreams();
+    };
+
+    const StandardStreams streams_;
     const int parent_;  // its process identifier at our start
     LineWriter standardOutput_;
     LineWriter standardError_;
