@@ -26,16 +26,19 @@ using support::MutexLock;
 
 // As many pictures as a capture stream has, so that it never runs out of room here.
 constexpr std::size_t videoQueueLength = 6;
-constexpr auto audioQueueDuration = 2s;
-constexpr std::size_t audioQueueLength = 1024;  // buffers; 2 s in buffers of 94 frames
+// What comes at once after whoever appends was held up.
+constexpr auto audioQueueDuration = 6s;
+constexpr std::size_t audioQueueLength = 3072;  // buffers; 6 s in buffers of 94 frames
 // Parts of the backlog in front of the disk: sound still goes on when pictures no longer do.
 constexpr double videoBacklog = 1.0;
 constexpr double audioBacklog = 1.25;
 
 // A track without sound for this long goes on as silence. Sound that comes later than that is lost,
-// so it is more than any sound server's latency.
-constexpr auto silenceLag = 1s;
+// so it is more than a sound server's latency and whatever holds up those who append.
+constexpr auto silenceLag = 5s;
 constexpr auto silencePeriod = 100ms;
+// A little longer than a capture waits for its last sounds.
+constexpr auto lastSoundsWait = 120ms;
 // A sound that claims to come from beyond this in the future has a time that means nothing.
 constexpr auto farFuture = 10s;
 
@@ -116,12 +119,14 @@ class LibavMovieWriter::Core : public std::enable_shared_from_this<Core> {
         // Guarded by the core's mutex.
         BoundedQueue<SampleBufferPtr> queue;
         std::chrono::nanoseconds queued{0};
+        std::optional<MediaTime> soundEnd;  // of what was appended
         bool ended = false;
     };
 
     bool isReadyForPicture() const;
     bool appendPicture(const SampleBufferPtr& sample);
     void endMovie();
+    MediaTime endOfCapture(MediaTime now) const QUORVANE_REQUIRES(mutex_);
     bool isReadyForSound(const AudioInput& input) const;
     bool hasRoom(const AudioInput& input) const QUORVANE_REQUIRES(mutex_);
     bool appendSound(AudioInput& input, const SampleBufferPtr& sample);
@@ -317,7 +322,9 @@ bool LibavMovieWriter::Core::appendSound(AudioInput& input, const SampleBufferPt
             return false;
         const auto time = sample->presentationTime();
         if (!time || *time > now + farFuture || !hasRoom(input)) return true;
-        input.queued += durationOf(*sample);
+        const auto duration = durationOf(*sample);
+        input.queued += duration;
+        input.soundEnd = std::max(input.soundEnd.value_or(*time), *time + duration);
         input.queue.push(sample);
     }
     soundCame_.notify_one();
@@ -329,6 +336,17 @@ void LibavMovieWriter::Core::endSound(AudioInput& input) {
     input.ended = true;
 }
 
+// Capture is over. Its last sounds are waited for and cut where it stopped, so that they tell when
+// that was; without any it was just now.
+MediaTime LibavMovieWriter::Core::endOfCapture(MediaTime now) const {
+    std::optional<MediaTime> end;
+    for (const auto& input : audioInputs_) {
+        if (input->soundEnd && *input->soundEnd > now - lastSoundsWait)
+            end = std::max(end.value_or(*input->soundEnd), *input->soundEnd);
+    }
+    return std::min(end.value_or(now), now);
+}
+
 // The picture's end is the movie's.
 void LibavMovieWriter::Core::endMovie() {
     const auto now = clock_.hostTime();
@@ -336,7 +354,7 @@ void LibavMovieWriter::Core::endMovie() {
         MutexLock lock(mutex_);
         if (status_ != MovieWriterStatus::writing || end_) return;
         const auto begin = sessionBegin_.value_or(now);
-        auto length = std::chrono::round<EndUnit>(now - begin);
+        auto length = std::max(std::chrono::round<EndUnit>(endOfCapture(now) - begin), EndUnit(0));
         // The last picture is seen, however late it was captured.
         if (lastPicture_)
             length =
@@ -437,7 +455,7 @@ void LibavMovieWriter::Core::encodeSound() {
         bool started = false;
         std::vector<SampleBufferPtr> buffers(audioInputs_.size());
         for (;;) {
-            // What was captured before this moment less the lag is in the queues by now.
+            // What was captured before this moment is in the queues by now, or never comes.
             const auto silentUpTo = clock_.hostTime() - silenceLag;
             bool any = false;
             std::optional<MediaTime> begin;
