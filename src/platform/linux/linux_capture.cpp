@@ -1,6 +1,7 @@
 #include "platform/linux/linux_capture.h"
 
 #include <deque>
+#include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -82,9 +83,14 @@ class SourceWorker : public std::enable_shared_from_this<SourceWorker> {
         if (const auto screen = std::exchange(screen_, nullptr)) screen->stop();
         // At the same time, because each may wait for its last samples.
         std::vector<std::thread> stopping;
+        stopping.reserve(audio_.size());
         for (const auto& source : audio_) {
-            stopping.push_back(support::startBackgroundThread(
-                "capture-stop", [&source, end] { source->stop(end); }));
+            try {
+                stopping.push_back(support::startBackgroundThread(
+                    "capture-stop", [&source, end] { source->stop(end); }));
+            } catch (const std::system_error&) {
+                source->stop(end);  // no thread to be had: one after the other then
+            }
         }
         for (auto& thread : stopping)
             thread.join();
