@@ -14,6 +14,7 @@
 #include "platform/linux/pipewire/pipewire_audio_devices.h"
 #include "platform/linux/pipewire/pipewire_audio_source.h"
 #include "platform/linux/process/linux_process.h"
+#include "platform/linux/x11/authority.h"
 #include "platform/linux/x11/x11_screen_source.h"
 #include "platform/linux/x11/x11_shareable_content.h"
 
@@ -58,6 +59,7 @@ struct LinuxPlatform::Adapters {
 
 LinuxPlatform::LinuxPlatform() {
     giveLargeBlocksBack();
+    platform::x11::nameAuthorityFile();
     adapters_ = std::make_unique<Adapters>();
 }
 LinuxPlatform::~LinuxPlatform() = default;

@@ -12,6 +12,7 @@
 #include <signal.h>
 
 #include "platform/linux/pipewire/pipewire_error.h"
+#include "support/mutex.h"
 
 namespace quorvane::platform::pipewire {
 namespace {
@@ -58,6 +59,10 @@ struct CoreDeleter {
 };
 
 std::unique_ptr<pw_context, ContextDeleter> makeContext(pw_loop* loop, ConnectionUse use) {
+    // The library asks the C library for the user's name, which gives it in a buffer that all
+    // share.
+    static support::Mutex oneAtATime;
+    support::MutexLock lock(oneAtATime);
     // The configuration for sound asks the system for real-time priority. Not every version of
     // PipeWire brings that file; the ordinary one then does the same or has to do.
     for (const char* configuration : {"client-rt.conf", "client.conf"}) {
