@@ -7,14 +7,14 @@
 #include "app/self_test.h"
 #include "cli/recorder_error.h"
 #include "cli/recording_request.h"
-#include "control/recorder_events.h"
 #include "session/record.h"
 #include "sources/capabilities.h"
 
 namespace quorvane::app {
 namespace {
 
-support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& platform) {
+support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& platform,
+                          control::RecorderEvents& events) {
     const std::string word = arguments.empty() ? "" : arguments.front();
     if (word == "--capabilities") {
         writeJSON(sources::RecorderCapabilities{.supportsScreenCaptureKitRecorder = true,
@@ -25,7 +25,6 @@ support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& p
         printLine("Quorvane recorder self-test passed");
     } else if (word == "record") {
         auto request = cli::parseRecordingRequest(arguments);
-        control::RecorderEvents events(platform.process);
         co_await session::record(std::move(request), platform, events);
     } else {
         throw cli::RecorderError::invalidArgument("command");
@@ -34,9 +33,10 @@ support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& p
 
 }  // namespace
 
-support::Async<> QuorvaneRecorder::main(cli::Arguments arguments, platform::Platform& platform) {
+support::Async<> QuorvaneRecorder::main(cli::Arguments arguments, platform::Platform& platform,
+                                        control::RecorderEvents& events) {
     try {
-        co_await dispatch(arguments, platform);
+        co_await dispatch(arguments, platform, events);
     } catch (...) {
         fail(std::current_exception());
     }

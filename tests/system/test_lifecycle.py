@@ -3,6 +3,7 @@
 import contextlib
 import ctypes
 import fcntl
+import json
 import os
 import resource
 import signal
@@ -225,6 +226,50 @@ class Parents(SystemTest):
                 recorder.finish()
                 self.assert_succeeded(recorder)
                 self.assertGreater(self.assert_finished(recorder.output).duration, 0.5)
+
+    def test_commands_that_nobody_hears_answered_do_not_stall_the_recording(self):
+        read_end, write_end = os.pipe()
+        self.addCleanup(os.close, read_end)
+        fcntl.fcntl(write_end, fcntl.F_SETPIPE_SZ, 4096)
+        output = self.folder / "unanswered.mp4"
+        command = b'{"id":"%d","source":"microphone","enabled":false}\n'
+        with desktop.picture("counter", *REGION), subprocess.Popen(
+                [PROGRAM, "record", "--output", str(output), "--width", "544", "--height", "64",
+                 "--system-audio", "true"], stdin=subprocess.PIPE, stdout=write_end, stderr=subprocess.PIPE) as process:
+            os.close(write_end)
+            desktop.wait_until(output.exists, 10, "the movie")
+            time.sleep(1)
+            process.stdin.write(b"".join(command % number for number in range(200)))
+            process.stdin.flush()
+            time.sleep(2)
+            process.send_signal(signal.SIGINT)
+            process.wait(20)
+            self.assertEqual((process.returncode, process.stderr.read()), (0, b""))
+        self.assertGreater(self.assert_finished(output).duration, 2.5)
+
+    def test_streams_that_were_closed_before_the_start_are_nobodys(self):
+        for name, closed in (("input and output", (0, 1)), ("all", (0, 1, 2))):
+            with self.subTest(name):
+                output = self.folder / f"without {name}.mp4"
+                log = self.folder / f"without {name}.jsonl"
+
+                def close_streams(numbers=closed):
+                    for number in numbers:
+                        os.close(number)
+
+                with desktop.picture("counter", *REGION), subprocess.Popen(
+                        [PROGRAM, "record", "--output", str(output), "--width", "544", "--height", "64",
+                         "--system-audio", "true", "--health-path", str(log)],
+                        stderr=subprocess.DEVNULL, preexec_fn=close_streams) as process:
+                    desktop.wait_until(output.exists, 10, "the movie")
+                    time.sleep(1.5)
+                    process.send_signal(signal.SIGINT)
+                    self.assertEqual(process.wait(10), 0)
+                self.assertGreater(self.assert_finished(output).duration, 1)
+                lines = log.read_text(encoding="utf-8").splitlines()
+                self.assertTrue(lines)
+                for line in lines:
+                    self.assertEqual(json.loads(line)["type"], "recorder-health")
 
     def test_a_parent_that_closes_its_end_of_the_output_does_not_stop_the_recording(self):
         output = self.folder / "closed.mp4"
