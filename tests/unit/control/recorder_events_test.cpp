@@ -1,6 +1,7 @@
 #include "control/recorder_events.h"
 
 #include <cmath>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -21,7 +22,10 @@ class SlowProcess final : public platform::Process {
                                                             std::function<void()>) override {
         return nullptr;
     }
-    void readStandardInput(std::size_t, std::function<void(std::span<const std::byte>)>) override {}
+    void readStandardInput(std::size_t atMost,
+                           std::function<void(std::span<const std::byte>)>) override {
+        largestRead = atMost;
+    }
     void writeStandardOutput(std::string_view line, std::chrono::milliseconds) override {
         for (const char character : line) {
             written += character;
@@ -30,6 +34,7 @@ class SlowProcess final : public platform::Process {
     }
     void writeStandardError(std::string_view) override {}
     std::string written;
+    std::optional<std::size_t> largestRead;
 };
 
 TEST(RecorderEvents, LinesOfTwoThreadsNeverMix) {
@@ -61,6 +66,14 @@ TEST(RecorderEvents, AMessageThatCannotBeEncodedIsDropped) {
     message.wallClock = std::nan("");
     events.send(message);
     EXPECT_EQ(process.written, "");
+}
+
+TEST(RecorderEvents, CommandsAreReadFourThousandNinetySixBytesAtATime) {
+    SlowProcess process;
+    RecorderEvents events(process);
+    EXPECT_EQ(process.largestRead, std::nullopt);
+    events.readCommands([](const RecorderCommand&) {});
+    EXPECT_EQ(process.largestRead, 4096U);
 }
 
 }  // namespace
