@@ -181,6 +181,14 @@ TEST_F(RecorderAudio, BothLevelsArePresentAndAStaleOneReadsZero) {
     EXPECT_EQ(lastLine(), "{\"kind\":\"levels\",\"microphoneLevel\":0,\"systemLevel\":0.7}\n");
 }
 
+TEST_F(RecorderAudio, ALevelReadsZeroFromExactlyASecondOn) {
+    record(screenRequest(true, true));
+    sound(StreamOutputType::microphone, 0.1F);
+    sim.dispatch.advance(1s);
+    sound(StreamOutputType::audio, 0.2F);
+    EXPECT_EQ(lastLine(), "{\"kind\":\"levels\",\"microphoneLevel\":0,\"systemLevel\":0.7}\n");
+}
+
 TEST_F(RecorderAudio, AMutedSourceKeepsItsMeterAtZero) {
     record(screenRequest(true));
     command("m", "system", false);
