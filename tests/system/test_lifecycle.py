@@ -30,6 +30,7 @@ class Refusals(SystemTest):
         rows = [
             ("no command", [], "Invalid command. (main.RecorderError 1)\n"),
             ("an unknown command", ["Record"], "Invalid command. (main.RecorderError 1)\n"),
+            ("a command in the wrong case", ["--List-Devices"], "Invalid command. (main.RecorderError 1)\n"),
             ("no output", ["record", "--width", "100", "--height", "100"],
              "Missing --output. (main.RecorderError 0)\n"),
             ("an option without its value", ["record", "--output"], "Missing --output. (main.RecorderError 0)\n"),
@@ -44,6 +45,11 @@ class Refusals(SystemTest):
             with self.subTest(name):
                 self.assertEqual(run_program(*arguments), (1, "", message))
         self.assert_left_alone(self.folder)
+
+    def test_the_capabilities_are_one_line(self):
+        self.assertEqual(run_program("--capabilities"),
+                         (0, '{"supportsMicrophoneSelection":true,"supportsScreenCaptureKitRecorder":true,'
+                             '"supportsSystemAudio":true}\n', ""))
 
     def test_the_self_test_passes(self):
         self.assertEqual(run_program("--self-test"), (0, "Quorvane recorder self-test passed\n", ""))
