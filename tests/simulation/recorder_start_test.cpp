@@ -49,6 +49,12 @@ TEST_F(RecorderStart, ConfiguresStreamAndWriterFromTheRequest) {
     EXPECT_THAT(sim.process.lines, IsEmpty());
 }
 
+TEST_F(RecorderStart, AsksForWindowsOnTheScreenTheDesktopsOwnIncluded) {
+    start();
+    EXPECT_EQ(sim.content.query,
+              (SimContent::Query{.excludingDesktopWindows = false, .onScreenWindowsOnly = true}));
+}
+
 TEST_F(RecorderStart, AddsOutputsOnlyForChosenSources) {
     start(screenRequest(false, true));
     EXPECT_THAT(sim.capture.outputs,

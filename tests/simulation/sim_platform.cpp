@@ -93,8 +93,9 @@ std::vector<std::string> SimProcess::kinds() const {
     return kinds;
 }
 
-void SimContent::getShareableContent(bool /*excludingDesktopWindows*/, bool /*onScreenWindowsOnly*/,
+void SimContent::getShareableContent(bool excludingDesktopWindows, bool onScreenWindowsOnly,
                                      Completion completion) {
+    query = {excludingDesktopWindows, onScreenWindowsOnly};
     auto failure = faults_.strikes() ? FaultPlan::error() : error;
     dispatch_.globalQueue().post([this, failure, completion = std::move(completion)] {
         completion(failure, failure ? platform::ShareableContent{} : content);

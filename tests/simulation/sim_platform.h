@@ -70,6 +70,13 @@ class SimContent final : public platform::ShareableContentSource {
 
     platform::ShareableContent content;
     std::exception_ptr error;
+    // How the content was asked for last.
+    struct Query {
+        bool excludingDesktopWindows = false;
+        bool onScreenWindowsOnly = false;
+        bool operator==(const Query&) const = default;
+    };
+    std::optional<Query> query;
 
   private:
     SimDispatch& dispatch_;
