@@ -1,3 +1,5 @@
+#include <map>
+
 #include "cli/recorder_error.h"
 #include "simulation/recording_fixture.h"
 
@@ -98,29 +100,46 @@ TEST_F(RecorderStart, AConfirmationInTheLastMomentCounts) {
     EXPECT_EQ(outcome->at, 15s - 1ns);
 }
 
-// Confirmation and deadline at the same instant: whichever queue order the seed draws, the waiter
-// is resumed once, by one of the two.
-TEST(RecorderStartRace, ConfirmationAndDeadlineResumeTheWaiterOnce) {
-    int confirmed = 0;
-    int timedOut = 0;
-    for (std::uint64_t seed = 1; seed <= 200; ++seed) {
+// The stream's answer, good or bad, the deadline and perhaps a stop request at the same instant:
+// whichever comes first by the order that the seed draws, the waiter is resumed once, by one of
+// them, and a recorder that was stopped finishes.
+TEST(RecorderStartRace, AnswerDeadlineAndStopResumeTheWaiterOnce) {
+    std::map<std::string, int> outcomes;
+    for (std::uint64_t seed = 1; seed <= 400; ++seed) {
         SCOPED_TRACE(seed);
         SimPlatform sim(seed);
         control::RecorderEvents events(sim.process);
-        sim.capture.startScript.after = 15s;
+        const bool fails = sim.dispatch.draw(2) == 1;
+        const bool stops = sim.dispatch.draw(2) == 1;
+        sim.capture.startScript = {15s, fails ? FaultPlan::error() : nullptr};
         const auto recorder =
             std::make_shared<capture::ScreenCaptureRecorder>(screenRequest(), sim.ports, events);
         const auto outcome = watch(sim.dispatch, recorder->start());
+        const auto finished = watch(sim.dispatch, recorder->waitUntilFinished());
+        if (stops)
+            sim.dispatch.schedule(sim.dispatch.mainQueue(), 15s, [recorder] { recorder->stop(); });
         sim.dispatch.advance(20s);
         ASSERT_TRUE(outcome->ended);
-        if (outcome->error) {
-            EXPECT_EQ(outcome->text(), "ScreenCaptureKit did not start recording in time.");
-            ++timedOut;
-        } else {
-            ++confirmed;
-        }
+        EXPECT_EQ(outcome->at, 15s);
+        EXPECT_EQ(finished->ended, stops);
+        EXPECT_EQ(sim.process.kinds(), std::vector<std::string>(stops ? 1 : 0, "finishing"));
+        EXPECT_FALSE(sim.writers.movieExists);
+        recorder->stop();
+        sim.dispatch.advance(100s);
+        EXPECT_TRUE(finished->ended);
+        EXPECT_THAT(sim.process.kinds(), ElementsAre("finishing"));
+        EXPECT_EQ(cli::localizedDescription(recorder->failure()), "No video frames were captured.");
+        const auto answer = fails ? "the stream's error: " : "the stream's confirmation: ";
+        ++outcomes[answer + outcome->text() + (stops ? " (stopped)" : "")];
     }
-    EXPECT_EQ(confirmed + timedOut, 200);
+    constexpr auto late = "ScreenCaptureKit did not start recording in time.";
+    for (const std::string stopped : {"", " (stopped)"}) {
+        EXPECT_GT(outcomes["the stream's confirmation: " + stopped], 0);
+        EXPECT_GT(outcomes["the stream's confirmation: " + (late + stopped)], 0);
+        EXPECT_GT(outcomes["the stream's error: An injected fault." + stopped], 0);
+        EXPECT_GT(outcomes["the stream's error: " + (late + stopped)], 0);
+    }
+    EXPECT_EQ(outcomes.size(), 8U);
 }
 
 TEST_F(RecorderStart, PlatformErrorsPassUnchanged) {

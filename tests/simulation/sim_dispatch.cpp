@@ -108,18 +108,21 @@ bool SimDispatch::runOne() {
 }
 
 bool SimDispatch::jumpToNextDeadline(std::chrono::nanoseconds limit) {
-    while (!deadlines_.empty()) {
-        const auto next = deadlines_.begin();
-        if (next->first > limit) return false;
-        const auto item = next->second;
-        const auto time = next->first;
-        deadlines_.erase(next);
-        if (item->isCancelled()) continue;
-        clock_->elapsed = std::max(clock_->elapsed, time);
-        SimWorkItem::fire(item);
-        return true;
+    while (!deadlines_.empty() && deadlines_.begin()->second->isCancelled())
+        deadlines_.erase(deadlines_.begin());
+    if (deadlines_.empty() || deadlines_.begin()->first > limit) return false;
+    const auto time = deadlines_.begin()->first;
+    std::vector<std::shared_ptr<SimWorkItem>> due;
+    for (const auto last = deadlines_.upper_bound(time); deadlines_.begin() != last;) {
+        due.push_back(deadlines_.begin()->second);
+        deadlines_.erase(deadlines_.begin());
     }
-    return false;
+    clock_->elapsed = std::max(clock_->elapsed, time);
+    for (; !due.empty(); due.pop_back()) {
+        std::swap(due[draw(due.size())], due.back());
+        SimWorkItem::fire(due.back());
+    }
+    return true;
 }
 
 void SimDispatch::advance(std::chrono::nanoseconds duration) {

@@ -1,7 +1,7 @@
 // Queues and clocks in virtual time, on one thread.
 // Serial queues keep their order; which queue goes next, and the order on the global queue, is
 // drawn from the seed, so a seed replays a schedule exactly. Time passes only when nothing is
-// ready: it jumps to the next deadline.
+// ready: it jumps to the next deadline, and what is due at the same instant comes in any order.
 #pragma once
 
 #include <cstdint>
