@@ -13,13 +13,15 @@ using platform::Signal;
 
 support::Async<> record(cli::RecordingRequest request, platform::Platform& platform,
                         control::RecorderEvents& events) {
+    auto& process = platform.process;
+    // Before the recorder, which opens its health log: a signal at that moment would end the
+    // process, and so would the log's warning to a parent that has closed its end.
+    for (const auto signal : {Signal::brokenPipe, Signal::interrupt, Signal::terminate})
+        process.ignoreSignal(signal);
     const auto outputPath = request.outputPath;
     const auto rawOutputPath = request.rawOutputPath;
     const auto recorder =
         std::make_shared<capture::ScreenCaptureRecorder>(std::move(request), platform, events);
-    auto& process = platform.process;
-    for (const auto signal : {Signal::brokenPipe, Signal::interrupt, Signal::terminate})
-        process.ignoreSignal(signal);
 
     const auto signalQueue = platform.dispatch.makeSerialQueue("quorvane.signals");
     const auto stopOnMainQueue = [&mainQueue = platform.dispatch.mainQueue(), recorder] {

@@ -70,9 +70,31 @@ TEST_F(Record, EverySortOfStopRequestFinishesTheMovie) {
 }
 
 TEST_F(Record, SignalsAreIgnoredInOrderBeforeAnythingElse) {
-    const auto outcome = recording();
+    int ignored = 0;
+    sim.process.onIgnoreSignal = [&] {
+        ++ignored;
+        EXPECT_THAT(sim.files.calls, IsEmpty());
+        EXPECT_EQ(sim.content.query, std::nullopt);
+        EXPECT_EQ(sim.process.liveSources, 0);
+    };
+    auto request = screenRequest();
+    request.healthPath = "/health/log.jsonl";
+    const auto outcome = run(std::move(request));
+    sim.dispatch.settle();
+    EXPECT_EQ(ignored, 3);
     EXPECT_THAT(sim.process.ignored,
                 ElementsAre(Signal::brokenPipe, Signal::interrupt, Signal::terminate));
+    EXPECT_THAT(sim.files.calls, ElementsAre("create /health", "log /health/log.jsonl"));
+    EXPECT_NE(sim.content.query, std::nullopt);
+}
+
+TEST_F(Record, TheSignalsSourcesAreCancelledInOrderAndThenTheParents) {
+    const auto outcome = recording();
+    EXPECT_THAT(sim.process.cancelled, IsEmpty());
+    sim.process.raise(Signal::terminate);
+    sim.dispatch.settle();
+    ASSERT_TRUE(outcome->ended);
+    EXPECT_THAT(sim.process.cancelled, ElementsAre("interrupt", "terminate", "parent"));
 }
 
 TEST_F(Record, AStartErrorEndsTheRunAtOnce) {

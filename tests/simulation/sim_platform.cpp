@@ -27,6 +27,7 @@ class SimProcess::Source final : public platform::EventSource {
             if (each->second == this) {
                 owner_.sources_.erase(each);
                 --owner_.liveSources;
+                owner_.cancelled.push_back(name_);
                 return;
             }
         }
@@ -51,11 +52,13 @@ const char* nameOf(platform::Signal signal) {
 std::unique_ptr<platform::EventSource> SimProcess::signalSource(platform::Signal signal,
                                                                 support::Queue& queue,
                                                                 std::function<void()> handler) {
+    faults_.strike();
     return std::make_unique<Source>(*this, nameOf(signal), queue, std::move(handler));
 }
 
 std::unique_ptr<platform::EventSource> SimProcess::parentExitSource(support::Queue& queue,
                                                                     std::function<void()> handler) {
+    faults_.strike();
     return std::make_unique<Source>(*this, "parent", queue, std::move(handler));
 }
 
@@ -276,7 +279,7 @@ std::shared_ptr<platform::MovieWriter> SimMovieWriters::makeMovieWriter(const st
 SimPlatform::SimPlatform(std::uint64_t seed, FaultPlan plan)
     : faults(plan),
       dispatch(seed),
-      process(dispatch),
+      process(dispatch, faults),
       content(dispatch, faults),
       capture(dispatch, faults),
       files(faults),

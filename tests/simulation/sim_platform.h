@@ -22,9 +22,12 @@ namespace quorvane::simulation {
 
 class SimProcess final : public platform::Process {
   public:
-    explicit SimProcess(SimDispatch& dispatch) : dispatch_(dispatch) {}
+    SimProcess(SimDispatch& dispatch, FaultPlan& faults) : dispatch_(dispatch), faults_(faults) {}
 
-    void ignoreSignal(platform::Signal signal) override { ignored.push_back(signal); }
+    void ignoreSignal(platform::Signal signal) override {
+        ignored.push_back(signal);
+        if (onIgnoreSignal) onIgnoreSignal();
+    }
     std::unique_ptr<platform::EventSource> signalSource(platform::Signal signal,
                                                         support::Queue& queue,
                                                         std::function<void()> handler) override;
@@ -49,13 +52,16 @@ class SimProcess final : public platform::Process {
     std::vector<Line> lines;
     std::vector<std::string> warnings;  // with their line feeds
     std::vector<platform::Signal> ignored;
+    std::function<void()> onIgnoreSignal;
     int liveSources = 0;
+    std::vector<std::string> cancelled;  // "interrupt", "terminate", "parent"
 
   private:
     class Source;
     void fire(const std::string& name);
 
     SimDispatch& dispatch_;
+    FaultPlan& faults_;
     std::multimap<std::string, Source*> sources_;
     std::function<void(std::span<const std::byte>)> onInput_;
     std::shared_ptr<support::Queue> inputThread_;
