@@ -38,9 +38,11 @@ class Recorder:
     """A recorder process. Use it in a with statement: it is gone afterwards, whatever happened."""
 
     def __init__(self, output, region=(0, 0, 640, 480), *, system=False, microphone=False, quality="highest",
-                 raw=None, options=(), environment=None, display=None, stdin=subprocess.PIPE, prepare=None):
+                 raw=None, options=(), environment=None, display=None, stdin=subprocess.PIPE, prepare=None,
+                 launcher=()):
         x, y, width, height = region
-        self.arguments = [PROGRAM, "record", "--output", str(output), "--x", str(x), "--y", str(y),
+        # The launcher's words come first; it ends in the recorder by exec, so the process is the same.
+        self.arguments = [*launcher, PROGRAM, "record", "--output", str(output), "--x", str(x), "--y", str(y),
                           "--width", str(width), "--height", str(height),
                           "--system-audio", str(system).lower(), "--microphone", str(microphone).lower(),
                           "--video-quality", quality, *options]

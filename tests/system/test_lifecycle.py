@@ -13,7 +13,7 @@ import unittest
 
 import desktop
 from case import SystemTest
-from movie import Movie
+from movie import Movie, rms
 from recorder import PROGRAM, Recorder
 
 REGION = (0, 0, 544, 64)
@@ -71,6 +71,19 @@ class Refusals(SystemTest):
             self.assertEqual(recorder.wait(), 1)
             self.assertRegex(recorder.errors, r"\A[^\n]+ \(POSIX 2\)\n\Z")
 
+    def test_a_read_only_disk_is_an_error(self):
+        # Mounted where the recorder alone sees it, so that nothing is left to unmount. Who is not root becomes it.
+        mount = 'mount -t tmpfs -o ro tmpfs "$0" && exec "$@"'
+        root = [] if os.geteuid() == 0 else ["--map-root-user"]
+        folder = self.folder / "disk"
+        folder.mkdir()
+        with Recorder(folder / "x.mp4", REGION,
+                      launcher=["unshare", "--mount", *root, "sh", "-c", mount, str(folder)]) as recorder:
+            self.assertEqual(recorder.wait(), 1)
+            self.assertRegex(recorder.errors, r"\A[^\n]*x\.mp4[^\n]* \(POSIX 30\)\n\Z")
+            self.assertEqual(recorder.events, [])
+        self.assert_left_alone(folder)
+
     def test_without_a_display_server_recording_is_refused(self):
         for display in ("", ":4711"):
             with self.subTest(display=display), \
@@ -107,6 +120,43 @@ class Endings(SystemTest):
                     self.assertRegex(recorder.events[0].line, r'\A\{"kind":"started","wallClock":\d+\.\d+\}\n\Z')
                     self.assertLess(recorder.ended - recorder.signalled, 1.0)
                     self.assert_finished(recorder.output)
+
+    def test_signals_while_the_sounds_are_mixed_change_nothing(self):
+        with desktop.picture("counter", *REGION), desktop.tone("speakers", 440, 0.2):
+            # The mixing takes a twentieth of a second, which this process may sleep through on a busy machine.
+            sent = 0
+            for attempt in range(5):
+                name = f"mixed {attempt}.mp4"
+                sent += self.record_with_signals_while_mixing(self.folder / name)
+                (self.folder / name).unlink()
+                if sent:
+                    break
+        self.assertGreater(sent, 0, "the mixing was always over before the signals came")
+        self.assert_left_alone(self.folder)
+
+    def record_with_signals_while_mixing(self, path):
+        """How many signals came while the sounds were mixed; the recording is as good as any."""
+        with Recorder(path, REGION, system=True, microphone=True) as recorder:
+            zero = recorder.wait_until_started()
+            time.sleep(3)
+            recorder.stop()
+            recorder.wait_for("processing")
+            sent = 0
+            while recorder.process.poll() is None:
+                with contextlib.suppress(ProcessLookupError):
+                    for number in (signal.SIGTERM, signal.SIGINT):
+                        os.kill(recorder.process.pid, number)
+                        sent += 1
+                time.sleep(0.002)
+            recorder.wait()
+        self.assert_succeeded(recorder)
+        self.assertEqual(recorder.kinds()[-1], "heartbeat")
+        movie = self.assert_finished(path)
+        self.assertEqual(movie.kinds(), ["video", "audio"])
+        for stream in movie.streams:
+            self.assertAlmostEqual(float(stream["duration"]), recorder.signalled - zero, delta=0.1)
+        self.assertGreater(rms(movie.sound(0)[24000:120000]), 0.05)
+        return sent
 
     def test_the_parents_death_ends_the_recording_well(self):
         # The recorder becomes ours when its own parent dies, so that its exit status can be seen.
