@@ -16,6 +16,10 @@ if(QUORVANE_SANITIZE)
     target_compile_options(quorvane_options INTERFACE -fno-sanitize=function)
   endif()
 endif()
+if(QUORVANE_FUZZERS)
+  # A fuzzer sees which way its input took only through what is compiled so.
+  target_compile_options(quorvane_options INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 
 # quorvane_subsystem(NAME capture SOURCES a.cpp ... USES support platform ... LIBRARIES PkgConfig::X ...)
 # USES names the folders that this one may include: the arrows of the house. LIBRARIES stay private to the folder.
