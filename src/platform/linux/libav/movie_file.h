@@ -9,8 +9,8 @@
 // start.
 // Units: times in the track's ticks, from the movie's begin (a track with priming: from the first
 // sample's decoding). Threads: create(), start() and the destructor from one, append() and
-// endTrack() for one track from one; hasRoom() and isOver() from any. Errors: PlatformError, thrown
-// by create() and else reported to Events.
+// endTrack() for one track from one; endHere(), cancel() and hasRoom() from any. Errors:
+// PlatformError, thrown by create() and else reported to Events.
 #pragma once
 
 #include <cstddef>
