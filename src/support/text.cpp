@@ -1,5 +1,8 @@
 #include "support/text.h"
 
+#include <cstdlib>
+#include <memory>
+
 #include <utf8proc.h>
 
 namespace quorvane::support {
@@ -20,6 +23,19 @@ std::string validUtf8(std::string_view text) {
         }
     }
     return valid;
+}
+
+std::string canonicalText(std::string_view text) {
+    const std::string valid = validUtf8(text);
+    utf8proc_uint8_t* composed = nullptr;
+    const auto length =
+        utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(valid.data()),
+                     static_cast<utf8proc_ssize_t>(valid.size()), &composed,
+                     static_cast<utf8proc_option_t>(UTF8PROC_STABLE | UTF8PROC_COMPOSE));
+    const std::unique_ptr<utf8proc_uint8_t, decltype(&std::free)> owned(composed, &std::free);
+    if (length < 0)
+        return valid;  // memory is short; the order of equal texts suffers, nothing else
+    return {reinterpret_cast<const char*>(composed), static_cast<std::size_t>(length)};
 }
 
 }  // namespace quorvane::support
