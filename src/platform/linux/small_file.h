@@ -1,0 +1,14 @@
+// Reading small files that other programs wrote.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <string>
+
+namespace quorvane::platform {
+
+// The file's first bytes, at most so many; nothing when it is no ordinary file or cannot be read.
+// Threads: any.
+std::optional<std::string> readSmallFile(const std::string& path, std::size_t most = 64 * 1024);
+
+}  // namespace quorvane::platform
