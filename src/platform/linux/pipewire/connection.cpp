@@ -130,7 +130,13 @@ struct Connection::State {
     }
     static void onError(void* data, std::uint32_t id, int, int result, const char*) {
         // Whatever else the core complains of concerns one object, which hears of it itself.
-        if (id == PW_ID_CORE && result == -EPIPE) static_cast<State*>(data)->lost = true;
+        if (id != PW_ID_CORE) return;
+        auto& self = *static_cast<State*>(data);
+        if (result == -EPIPE) {
+            self.lost = true;
+        } else if (self.events.onRefusal) {
+            self.connection.guarded([&] { self.events.onRefusal(result); });
+        }
     }
     static void onWake(void* data, std::uint64_t) {
         auto& self = *static_cast<State*>(data);

@@ -34,6 +34,8 @@ class Connection {
         std::function<void(int number)> onDone;
         // wake() was called, at least once since the last time.
         std::function<void()> onWake;
+        // The server refused the connection itself something; the error is negative, as errno is.
+        std::function<void(int error)> onRefusal = {};
     };
 
     // Throws PlatformError when there is no server. Does not wait for the server to answer.

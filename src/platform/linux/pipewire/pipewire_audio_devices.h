@@ -11,6 +11,7 @@ namespace quorvane::platform::pipewire {
 class PipeWireAudioDevices final : public AudioDevices {
   public:
     std::optional<AudioInputDevice> defaultInputDevice() override;
+    std::vector<AudioInputDevice> inputDevices() override;
 };
 
 }  // namespace quorvane::platform::pipewire

@@ -1,9 +1,11 @@
 #include "platform/linux/pipewire/sound_graph.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <cstring>
 #include <map>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -94,7 +96,9 @@ struct SoundGraph::State {
         });
     }
 
-    void add(std::uint32_t id, std::string_view type, const spa_dict& properties) {
+    void add(std::uint32_t id, std::uint32_t permissions, std::string_view type,
+             const spa_dict& properties) {
+        shown.insert(id);
         if (type == PW_TYPE_INTERFACE_Node) {
             SoundNode node;
             node.id = id;
@@ -103,6 +107,8 @@ struct SoundGraph::State {
             if (node.description.empty()) node.description = textOf(properties, PW_KEY_NODE_NICK);
             if (node.description.empty()) node.description = node.name;
             node.mediaClass = textOf(properties, PW_KEY_MEDIA_CLASS);
+            node.mayBeUsed = PW_PERM_IS_R(permissions) && PW_PERM_IS_X(permissions);
+            node.serial = ++lastSerial;
             nodes[id] = std::move(node);
         } else if (type == PW_TYPE_INTERFACE_Port) {
             const bool in = textOf(properties, PW_KEY_PORT_DIRECTION) == "in";
@@ -118,6 +124,7 @@ struct SoundGraph::State {
     }
 
     void remove(std::uint32_t id) {
+        shown.erase(id);
         nodes.erase(id);
         ports.erase(id);
         links.erase(id);
@@ -155,11 +162,11 @@ struct SoundGraph::State {
         }
     }
 
-    static void onGlobal(void* data, std::uint32_t id, std::uint32_t, const char* type,
+    static void onGlobal(void* data, std::uint32_t id, std::uint32_t permissions, const char* type,
                          std::uint32_t, const spa_dict* properties) {
         if (type == nullptr || properties == nullptr) return;
         auto& self = *static_cast<State*>(data);
-        self.change([&] { self.add(id, type, *properties); });
+        self.change([&] { self.add(id, permissions, type, *properties); });
     }
     static void onGlobalRemove(void* data, std::uint32_t id) {
         auto& self = *static_cast<State*>(data);
@@ -183,6 +190,8 @@ struct SoundGraph::State {
     std::map<std::uint32_t, Port> ports;
     std::map<std::uint32_t, Link> links;
     std::map<std::string, std::string> defaultNames;
+    std::set<std::uint32_t> shown;  // everything, of whatever type
+    std::uint64_t lastSerial = 0;
 };
 
 SoundGraph::SoundGraph(Connection& connection, Events events)
@@ -221,6 +230,22 @@ const SoundNode* SoundGraph::defaultSource() const {
         if (const SoundNode* source = sourceNamed(name->second)) return source;
     }
     return nullptr;
+}
+
+std::vector<const SoundNode*> SoundGraph::sources() const {
+    std::vector<const SoundNode*> sources;
+    for (const auto& [id, node] : state_->nodes) {
+        // Internal ones are parts of a device whose other node is the one to choose.
+        if (node.isSource() && node.mediaClass != "Audio/Source/Internal") sources.push_back(&node);
+    }
+    std::sort(sources.begin(), sources.end(), [](const SoundNode* left, const SoundNode* right) {
+        return left->serial < right->serial;
+    });
+    return sources;
+}
+
+bool SoundGraph::isEmpty() const {
+    return state_->shown.empty();
 }
 
 bool SoundGraph::hasSinks() const {

@@ -23,6 +23,8 @@ struct SoundNode {
     std::string name;  // stays the same when a device comes back
     std::string description;
     std::string mediaClass;
+    bool mayBeUsed = false;    // the server lets us see it and call it
+    std::uint64_t serial = 0;  // ascending in the order in which the server told of them
 
     // A microphone or the like; the monitor of a speaker is none.
     bool isSource() const;
@@ -50,6 +52,10 @@ class SoundGraph {
     // The source that is the default now, or else the one that the user chose as it; null when
     // neither is there.
     const SoundNode* defaultSource() const;
+    // The sources that users choose from, in the order in which the server told of them.
+    std::vector<const SoundNode*> sources() const;
+    // Whether the server shows anything at all.
+    bool isEmpty() const;
     bool hasSinks() const;
     // Whether somebody is there who links streams to devices and keeps the defaults.
     bool hasSessionManager() const;
