@@ -5,16 +5,22 @@
 
 #include <malloc.h>
 
+#include "platform/linux/desktop/desktop_application_directory.h"
 #include "platform/linux/files/linux_file_manager.h"
 #include "platform/linux/files/system_random.h"
 #include "platform/linux/libav/libav_export_session.h"
 #include "platform/linux/libav/libav_media_asset.h"
 #include "platform/linux/libav/libav_movie_writer.h"
 #include "platform/linux/linux_capture.h"
+#include "platform/linux/linux_permissions.h"
 #include "platform/linux/pipewire/pipewire_audio_devices.h"
 #include "platform/linux/pipewire/pipewire_audio_source.h"
+#include "platform/linux/pipewire/pipewire_microphone_access.h"
+#include "platform/linux/portal/portal_permissions.h"
 #include "platform/linux/process/linux_process.h"
+#include "platform/linux/sandbox.h"
 #include "platform/linux/x11/authority.h"
+#include "platform/linux/x11/x11_screen_access.h"
 #include "platform/linux/x11/x11_screen_source.h"
 #include "platform/linux/x11/x11_shareable_content.h"
 
@@ -40,21 +46,31 @@ void giveLargeBlocksBack() {
     mallopt(M_TRIM_THRESHOLD, largeBlock);
 }
 
+platform::LinuxPermissionSources permissionSources() {
+    return {.canReadScreen = [] { return platform::x11::canReadScreen(); },
+            .microphoneAccess = platform::pipewire::microphoneAccess,
+            .sandboxedApplication = platform::sandboxedApplication};
+}
+
 }  // namespace
 
 struct LinuxPlatform::Adapters {
     platform::process::LinuxProcess process;
     support::AsioDispatch dispatch;
-    platform::x11::X11ShareableContent shareableContent;
+    platform::x11::X11ShareableContent shareableContent{
+        std::make_shared<platform::desktop::DesktopApplicationDirectory>()};
     platform::LinuxCaptureService capture{captureSources(dispatch.clock()), dispatch.clock()};
     platform::libav::LibavMovieWriterFactory movieWriters{dispatch.clock()};
     platform::libav::LibavMediaAssets mediaAssets;
     platform::pipewire::PipeWireAudioDevices audioDevices;
+    platform::portal::PortalPermissions portal;
+    platform::LinuxPermissions permissions{permissionSources(), portal};
     platform::libav::LibavExportService exports;
     platform::files::LinuxFileManager files;
     platform::files::SystemRandom random;
     platform::Platform ports{dispatch,    process,      shareableContent, capture, movieWriters,
-                             mediaAssets, audioDevices, exports,          files,   random};
+                             mediaAssets, audioDevices, permissions,      exports, files,
+                             random};
 };
 
 LinuxPlatform::LinuxPlatform() {

@@ -8,7 +8,10 @@
 #include "cli/recorder_error.h"
 #include "cli/recording_request.h"
 #include "session/record.h"
+#include "sources/audio_device.h"
 #include "sources/capabilities.h"
+#include "sources/permissions.h"
+#include "sources/shareable_sources.h"
 
 namespace quorvane::app {
 namespace {
@@ -16,13 +19,21 @@ namespace {
 support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& platform,
                           control::RecorderEvents& events) {
     const std::string word = arguments.empty() ? "" : arguments.front();
-    if (word == "--capabilities") {
+    if (word == "--list-devices") {
+        writeJSON(sources::listAudioDevices(platform.audioDevices));
+    } else if (word == "--capabilities") {
         writeJSON(sources::RecorderCapabilities{.supportsScreenCaptureKitRecorder = true,
                                                 .supportsSystemAudio = true,
                                                 .supportsMicrophoneSelection = true});
+    } else if (word == "--permission-status") {
+        writeJSON(sources::permissionStatus(platform.permissions));
+    } else if (word == "--request-permissions") {
+        writeJSON(co_await sources::requestPermissions(arguments, platform));
     } else if (word == "--self-test") {
         runRecorderSelfTests();
         printLine("Quorvane recorder self-test passed");
+    } else if (word == "list-sources") {
+        writeJSON(co_await sources::listShareableSources(platform));
     } else if (word == "record") {
         auto request = cli::parseRecordingRequest(arguments);
         co_await session::record(std::move(request), platform, events);

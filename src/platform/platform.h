@@ -7,6 +7,7 @@
 #include "platform/file_manager.h"
 #include "platform/media_asset.h"
 #include "platform/movie_writer.h"
+#include "platform/permissions.h"
 #include "platform/process.h"
 #include "platform/random_source.h"
 #include "platform/shareable_content.h"
@@ -23,6 +24,7 @@ struct Platform {
     MovieWriterFactory& movieWriters;
     MediaAssets& mediaAssets;
     AudioDevices& audioDevices;
+    Permissions& permissions;
     ExportService& exports;
     FileManager& files;
     RandomSource& random;

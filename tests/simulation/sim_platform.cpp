@@ -276,6 +276,22 @@ std::shared_ptr<platform::MovieWriter> SimMovieWriters::makeMovieWriter(const st
     return std::make_shared<SimMovieWriter>(*this);
 }
 
+void SimPermissions::requestScreenCaptureAccess() {
+    asked.emplace_back("screen");
+    screenGranted = userGrants;
+}
+
+void SimPermissions::requestMicrophoneAccess(Answer answer) {
+    asked.emplace_back("microphone");
+    const auto decide = [this, answer = std::move(answer)] {
+        microphone = userGrants ? platform::MicrophoneAuthorization::authorized
+                                : platform::MicrophoneAuthorization::denied;
+        answer(userGrants);
+    };
+    if (userTakes.count() == 0) return decide();
+    dispatch_.schedule(dispatch_.globalQueue(), userTakes, decide);
+}
+
 SimPlatform::SimPlatform(std::uint64_t seed, FaultPlan plan)
     : faults(plan),
       dispatch(seed),
@@ -284,9 +300,11 @@ SimPlatform::SimPlatform(std::uint64_t seed, FaultPlan plan)
       capture(dispatch, faults),
       files(faults),
       writers(dispatch, files, faults),
+      permissions(dispatch),
       assets(files, faults),
       exports(dispatch, files, faults),
-      ports{dispatch, process, content, capture, writers, assets, devices, exports, files, random} {
+      ports{dispatch, process,     content, capture, writers, assets,
+            devices,  permissions, exports, files,   random} {
     content.content.displays = {{1, 1920, 1080, {0, 0, 1920, 1080}}};
 }
 

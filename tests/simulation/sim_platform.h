@@ -175,7 +175,31 @@ class SimMovieWriters final : public platform::MovieWriterFactory {
 class SimAudioDevices final : public platform::AudioDevices {
   public:
     std::optional<platform::AudioInputDevice> defaultInputDevice() override { return device; }
+    std::vector<platform::AudioInputDevice> inputDevices() override {
+        return device ? std::vector{*device} : std::vector<platform::AudioInputDevice>();
+    }
     std::optional<platform::AudioInputDevice> device = platform::AudioInputDevice{"mic-1", "Mic"};
+};
+
+class SimPermissions final : public platform::Permissions {
+  public:
+    explicit SimPermissions(SimDispatch& dispatch) : dispatch_(dispatch) {}
+    bool preflightScreenCaptureAccess() override { return screenGranted; }
+    platform::MicrophoneAuthorization microphoneAuthorizationStatus() override {
+        return microphone;
+    }
+    void requestScreenCaptureAccess() override;
+    void requestMicrophoneAccess(Answer answer) override;
+
+    bool screenGranted = true;
+    platform::MicrophoneAuthorization microphone = platform::MicrophoneAuthorization::authorized;
+    // What the user says, and after how long.
+    bool userGrants = true;
+    std::chrono::nanoseconds userTakes{0};
+    std::vector<std::string> asked;  // "screen", "microphone"
+
+  private:
+    SimDispatch& dispatch_;
 };
 
 // One display of 1920 by 1080 at the origin, no windows.
@@ -190,6 +214,7 @@ struct SimPlatform {
     SimFiles files;
     SimMovieWriters writers;
     SimAudioDevices devices;
+    SimPermissions permissions;
     SimMediaAssets assets;
     SimExports exports;
     SimRandom random;
