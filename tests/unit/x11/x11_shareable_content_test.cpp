@@ -1,13 +1,16 @@
 #include "platform/linux/x11/x11_shareable_content.h"
 
+#include <atomic>
 #include <chrono>
 #include <future>
 #include <optional>
 #include <thread>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "platform/linux/x11/display_ids.h"
+#include "platform/linux/x11/x11_screen_access.h"
 #include "platform/platform_error.h"
 #include "unit/x11/x_client.h"
 #include "unit/x11/x_server.h"
@@ -21,6 +24,25 @@ struct Answer {
     std::exception_ptr error;
     ShareableContent content;
 };
+
+// Knows nobody but by the class of a window.
+class NoNames final : public ApplicationDirectory {
+  public:
+    std::vector<RunningApplication> describe(std::span<const ProcessWindows> processes) override {
+        std::vector<RunningApplication> applications;
+        for (const ProcessWindows& process : processes) {
+            const bool known = !process.windows.empty();
+            applications.push_back({.processID = process.processID,
+                                    .applicationName = known ? process.windows[0].className : "",
+                                    .bundleIdentifier = ""});
+        }
+        return applications;
+    }
+};
+
+std::shared_ptr<ApplicationDirectory> noNames() {
+    return std::make_shared<NoNames>();
+}
 
 std::optional<Answer> answerOf(X11ShareableContent& source, std::chrono::milliseconds patience) {
     const auto promise = std::make_shared<std::promise<Answer>>();
@@ -39,7 +61,7 @@ TEST(X11ShareableContent, ListsTheMonitorsInTheirOrder) {
     client.setMonitor("left", {0, 0, 600, 768});
     client.setMonitor("right", {600, 100, 424, 600}, true);
 
-    X11ShareableContent source(server.displayName());
+    X11ShareableContent source(noNames(), server.displayName());
     const auto answer = answerOf(source, 5s);
     ASSERT_TRUE(answer);
     ASSERT_FALSE(answer->error);
@@ -66,7 +88,7 @@ TEST(X11ShareableContent, ListsTheMonitorsInTheirOrder) {
 
 TEST(X11ShareableContent, TakesTheFirstDisplayForTheMainOneWhenNoneIsPrimary) {
     const XServer server("640x480x24");
-    X11ShareableContent source(server.displayName());
+    X11ShareableContent source(noNames(), server.displayName());
     const auto answer = answerOf(source, 5s);
     ASSERT_TRUE(answer);
     ASSERT_EQ(answer->content.displays.size(), 1u);
@@ -76,7 +98,7 @@ TEST(X11ShareableContent, TakesTheFirstDisplayForTheMainOneWhenNoneIsPrimary) {
 }
 
 TEST(X11ShareableContent, SaysWhenThereIsNoServer) {
-    X11ShareableContent source(":65000");
+    X11ShareableContent source(noNames(), ":65000");
     const auto answer = answerOf(source, 5s);
     ASSERT_TRUE(answer);
     ASSERT_TRUE(answer->error);
@@ -90,10 +112,92 @@ TEST(X11ShareableContent, SaysWhenThereIsNoServer) {
     EXPECT_EQ(source.mainDisplayID(), 0u);
 }
 
+TEST(X11ShareableContent, ListsLooseWindowsTopmostFirstWithTheProcessThatMadeThem) {
+    const XServer server("640x480x24");
+    XClient client(server.displayName());
+    const auto low = client.openWindow({10, 20, 30, 40}, 0xFF0000);
+    const auto high = client.openWindow({600, 20, 300, 40}, 0x00FF00);
+    X11ShareableContent source(noNames(), server.displayName());
+    const auto answer = answerOf(source, 5s);
+    ASSERT_TRUE(answer);
+    ASSERT_FALSE(answer->error);
+    const auto& windows = answer->content.windows;
+    ASSERT_EQ(windows.size(), 2u);
+    EXPECT_EQ(windows[0].windowID, high);
+    EXPECT_EQ(windows[0].frame, (support::Rect{600, 20, 300, 40}));
+    EXPECT_EQ(windows[1].windowID, low);
+    EXPECT_EQ(windows[1].title, std::nullopt);
+    EXPECT_TRUE(windows[1].isOnScreen);
+    EXPECT_FALSE(windows[1].isActive);
+    EXPECT_NE(windows[1].windowLayer, 0) << "no window manager touches it";
+    ASSERT_TRUE(windows[1].owningApplication);
+    EXPECT_EQ(windows[1].owningApplication->processID, getpid());
+    EXPECT_EQ(answer->content.applications.size(), 1u);
+}
+
+TEST(X11ShareableContent, WindowsThatVanishWhileTheyAreListedAreNoError) {
+    const XServer server("640x480x24");
+    std::atomic<bool> done = false;
+    std::thread churn([&] {
+        XClient client(server.displayName());
+        while (!done) {
+            std::vector<std::uint32_t> windows;
+            for (int count = 0; count < 20; ++count)
+                windows.push_back(client.openWindow({10, 20, 30, 40}, 0));
+            for (const auto window : windows)
+                client.closeWindow(window);
+        }
+    });
+    X11ShareableContent source(noNames(), server.displayName());
+    for (int turn = 0; turn < 50; ++turn) {
+        const auto answer = answerOf(source, 20s);
+        EXPECT_TRUE(answer);
+        EXPECT_TRUE(!answer || !answer->error);
+    }
+    done = true;
+    churn.join();
+}
+
+TEST(X11ShareableContent, WithoutTheServersHelpNobodyOwnsAWindowThatDoesNotSaySo) {
+    const XServer server("640x480x24", {"-extension", "X-Resource"});
+    XClient client(server.displayName());
+    client.openWindow({10, 20, 30, 40}, 0);
+    X11ShareableContent source(noNames(), server.displayName());
+    const auto answer = answerOf(source, 5s);
+    ASSERT_TRUE(answer);
+    ASSERT_EQ(answer->content.windows.size(), 1u);
+    EXPECT_FALSE(answer->content.windows[0].owningApplication);
+    EXPECT_TRUE(answer->content.applications.empty());
+}
+
+TEST(X11ShareableContent, AServerThatEndsMeanwhileIsAnError) {
+    XServer server("640x480x24");
+    server.freeze();
+    X11ShareableContent source(noNames(), server.displayName());
+    const auto promise = std::make_shared<std::promise<std::exception_ptr>>();
+    source.getShareableContent(false, true,
+                               [promise](std::exception_ptr error, const ShareableContent&) {
+                                   promise->set_value(error);
+                               });
+    std::this_thread::sleep_for(100ms);
+    server.kill();
+    auto error = promise->get_future();
+    ASSERT_EQ(error.wait_for(10s), std::future_status::ready);
+    EXPECT_THROW(std::rethrow_exception(error.get()), PlatformError);
+}
+
+TEST(X11ScreenAccess, IsThereWhenTheServerHandsOutItsPixels) {
+    XServer server("640x480x24");
+    EXPECT_TRUE(canReadScreen(server.displayName()));
+    EXPECT_FALSE(canReadScreen(":65000"));
+    server.freeze();
+    EXPECT_FALSE(canReadScreen(server.displayName()));
+}
+
 TEST(X11ShareableContent, ASilentServerBlocksNoCaller) {
     XServer server("640x480x24");
     server.freeze();
-    X11ShareableContent source(server.displayName());
+    X11ShareableContent source(noNames(), server.displayName());
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_FALSE(answerOf(source, 200ms));
     EXPECT_EQ(source.mainDisplayID(), 0u);

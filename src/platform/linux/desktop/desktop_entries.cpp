@@ -27,6 +27,20 @@ std::string lowerCase(std::string text) {
     return text;
 }
 
+// Where an entry of that identifier may be: folders below become parts of it, with a dash.
+std::vector<std::string> filesOf(const std::string& id) {
+    constexpr std::size_t mostFolders = 3;
+    std::string file = id + std::string(suffix);
+    std::vector<std::string> files{file};
+    for (std::size_t at = 0; files.size() <= mostFolders; ++at) {
+        at = file.find('-', at);
+        if (at == std::string::npos) break;
+        file[at] = '/';
+        files.push_back(file);
+    }
+    return files;
+}
+
 const DesktopEntry* usable(const std::optional<DesktopEntry>& entry) {
     return entry && !entry->isHidden ? &*entry : nullptr;
 }
@@ -55,8 +69,11 @@ const DesktopEntry* DesktopEntries::withID(const std::string& id) {
     if (found != known_.end()) return usable(found->second);
     std::optional<DesktopEntry> entry;
     for (const std::string& folder : folders_) {
-        const auto text = readSmallFile(folder + "/applications/" + id + std::string(suffix));
-        if (text && (entry = parseDesktopEntry(id, *text, endings_))) break;
+        for (const std::string& file : filesOf(id)) {
+            const auto text = readSmallFile(folder + "/applications/" + file);
+            if (text && !entry) entry = parseDesktopEntry(id, *text, endings_);
+        }
+        if (entry) break;
     }
     return usable(known_.emplace(id, std::move(entry)).first->second);
 }

@@ -22,8 +22,8 @@ struct CharacterSet {
 };
 
 constexpr std::array characterSets{
-    CharacterSet{"(B", false, "ISO-8859-1", false}, CharacterSet{"(J", false, "JIS_X0201", false},
-    CharacterSet{")I", true, "JIS_X0201", true},    CharacterSet{"-A", true, "ISO-8859-1", true},
+    CharacterSet{"(B", false, "ISO-8859-1", false}, CharacterSet{"(J", false, "SHIFT_JIS", false},
+    CharacterSet{")I", true, "SHIFT_JIS", true},    CharacterSet{"-A", true, "ISO-8859-1", true},
     CharacterSet{"-B", true, "ISO-8859-2", true},   CharacterSet{"-C", true, "ISO-8859-3", true},
     CharacterSet{"-D", true, "ISO-8859-4", true},   CharacterSet{"-F", true, "ISO-8859-7", true},
     CharacterSet{"-G", true, "ISO-8859-6", true},   CharacterSet{"-H", true, "ISO-8859-8", true},
