@@ -42,6 +42,7 @@ TEST(TextFrom, CompoundTextSwitchesBetweenCharacterSets) {
         {"Greek", "\x1B-F\xE1", "\xCE\xB1"},
         {"the euro's Latin-9", "\x1B-b\xA4", "\xE2\x82\xAC"},
         {"kanji in the lower half", "\x1B$(B\x46\x7C\x4B\x5C\x1B(B!", "\xE6\x97\xA5\xE6\x9C\xAC!"},
+        {"kanji, the old way", "\x1B$B\x46\x7C\x1B(B!", "\xE6\x97\xA5!"},
         {"kanji in the upper half", "\x1B$)B\xC6\xFC", "\xE6\x97\xA5"},
         {"Chinese", "\x1B$(A\x56\x50\x1B(B", "\xE4\xB8\xAD"},
         {"Korean", "\x1B$(C\x47\x51\x1B(B", "\xED\x95\x9C"},

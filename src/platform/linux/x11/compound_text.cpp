@@ -22,18 +22,32 @@ struct CharacterSet {
 };
 
 constexpr std::array characterSets{
-    CharacterSet{"(B", false, "ISO-8859-1", false}, CharacterSet{"(J", false, "SHIFT_JIS", false},
-    CharacterSet{")I", true, "SHIFT_JIS", true},    CharacterSet{"-A", true, "ISO-8859-1", true},
-    CharacterSet{"-B", true, "ISO-8859-2", true},   CharacterSet{"-C", true, "ISO-8859-3", true},
-    CharacterSet{"-D", true, "ISO-8859-4", true},   CharacterSet{"-F", true, "ISO-8859-7", true},
-    CharacterSet{"-G", true, "ISO-8859-6", true},   CharacterSet{"-H", true, "ISO-8859-8", true},
-    CharacterSet{"-L", true, "ISO-8859-5", true},   CharacterSet{"-M", true, "ISO-8859-9", true},
-    CharacterSet{"-V", true, "ISO-8859-10", true},  CharacterSet{"-Y", true, "ISO-8859-13", true},
-    CharacterSet{"-_", true, "ISO-8859-14", true},  CharacterSet{"-b", true, "ISO-8859-15", true},
-    CharacterSet{"-f", true, "ISO-8859-16", true},  CharacterSet{"$(A", false, "GB2312", true},
-    CharacterSet{"$)A", true, "GB2312", true},      CharacterSet{"$(B", false, "EUC-JP", true},
-    CharacterSet{"$)B", true, "EUC-JP", true},      CharacterSet{"$(C", false, "EUC-KR", true},
+    CharacterSet{"(B", false, "ISO-8859-1", false},
+    CharacterSet{"(J", false, "SHIFT_JIS", false},
+    CharacterSet{")I", true, "SHIFT_JIS", true},
+    CharacterSet{"-A", true, "ISO-8859-1", true},
+    CharacterSet{"-B", true, "ISO-8859-2", true},
+    CharacterSet{"-C", true, "ISO-8859-3", true},
+    CharacterSet{"-D", true, "ISO-8859-4", true},
+    CharacterSet{"-F", true, "ISO-8859-7", true},
+    CharacterSet{"-G", true, "ISO-8859-6", true},
+    CharacterSet{"-H", true, "ISO-8859-8", true},
+    CharacterSet{"-L", true, "ISO-8859-5", true},
+    CharacterSet{"-M", true, "ISO-8859-9", true},
+    CharacterSet{"-V", true, "ISO-8859-10", true},
+    CharacterSet{"-Y", true, "ISO-8859-13", true},
+    CharacterSet{"-_", true, "ISO-8859-14", true},
+    CharacterSet{"-b", true, "ISO-8859-15", true},
+    CharacterSet{"-f", true, "ISO-8859-16", true},
+    CharacterSet{"$(A", false, "GB2312", true},
+    CharacterSet{"$)A", true, "GB2312", true},
+    CharacterSet{"$(B", false, "EUC-JP", true},
+    CharacterSet{"$)B", true, "EUC-JP", true},
+    CharacterSet{"$(C", false, "EUC-KR", true},
     CharacterSet{"$)C", true, "EUC-KR", true},
+    // As ISO 2022 wrote them before it had several halves.
+    CharacterSet{"$A", false, "GB2312", true},
+    CharacterSet{"$B", false, "EUC-JP", true},
 };
 
 std::string converted(const char* encoding, std::string_view bytes) {
