@@ -18,6 +18,7 @@
 #include <unistd.h>
 
 #include "platform/linux/pipewire/pipewire_audio_devices.h"
+#include "platform/linux/pipewire/pipewire_microphone_access.h"
 #include "platform/platform_error.h"
 #include "system/tools/sound_player.h"
 #include "unit/pipewire/captured_sound.h"
@@ -324,6 +325,9 @@ TEST_F(PipeWireTest, TheMonitorOfASpeakerIsNoMicrophone) {
     player.setTone(Tone{.frequency = 1000, .left = 0.5, .right = 0.5});
     PipeWireAudioDevices devices;
     EXPECT_FALSE(devices.defaultInputDevice());
+    EXPECT_TRUE(devices.inputDevices().empty());
+    // A machine without a microphone denies nothing.
+    EXPECT_EQ(microphoneAccess(), MicrophoneAccess::allowed);
     for (const std::optional<std::string>& deviceID :
          {std::optional<std::string>(), std::optional<std::string>("speakers")}) {
         SCOPED_TRACE(deviceID.value_or("the default microphone"));
@@ -356,6 +360,22 @@ TEST_F(PipeWireTest, TheDefaultMicrophoneHasItsIDAndItsName) {
     EXPECT_TRUE(sound.waitForTone(1000, 0.5, 0.02));
     source->stop(hostTime());
     session().killMicrophone("lab-mic");
+}
+
+TEST_F(PipeWireTest, MicrophonesAreListedInTheOrderOfTheirComing) {
+    session().startMicrophone("second-mic");
+    session().startMicrophone("first-mic");
+    std::vector<std::string> ids;
+    std::vector<std::string> names;
+    for (const AudioInputDevice& device : PipeWireAudioDevices().inputDevices()) {
+        ids.push_back(device.uniqueID);
+        names.push_back(device.localizedName);
+    }
+    EXPECT_EQ(ids, (std::vector<std::string>{"second-mic", "first-mic"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"The second-mic", "The first-mic"}));
+    EXPECT_EQ(microphoneAccess(), MicrophoneAccess::allowed);
+    session().killMicrophone("second-mic");
+    session().killMicrophone("first-mic");
 }
 
 TEST_F(PipeWireTest, TheSoundOfARestartedServerIsPickedUpAgain) {
@@ -408,6 +428,15 @@ TEST_F(PipeWireTest, StoppingReturnsWhenTheServerIsFrozen) {
     const auto taken = elapsedSince(asked);
     session().thawServer();
     EXPECT_LT(taken, 1s);
+}
+
+TEST_F(PipeWireTest, AFrozenServerLeavesItUnknownWhetherMicrophonesMayBeUsed) {
+    session().freezeServer();
+    const auto access = microphoneAccess();
+    const auto devices = PipeWireAudioDevices().inputDevices();
+    session().thawServer();
+    EXPECT_EQ(access, MicrophoneAccess::unknown);
+    EXPECT_TRUE(devices.empty());
 }
 
 TEST_F(PipeWireTest, AskingAFrozenServerForItsDevicesEndsWithinASecond) {
@@ -486,6 +515,8 @@ TEST(PipeWireWithoutAServer, StartingIsAnErrorAndThereAreNoDevices) {
         EXPECT_EQ(error.description(), "The sound server PipeWire could not be reached.");
     }
     EXPECT_FALSE(PipeWireAudioDevices().defaultInputDevice());
+    EXPECT_TRUE(PipeWireAudioDevices().inputDevices().empty());
+    EXPECT_EQ(microphoneAccess(), MicrophoneAccess::noServer);
     EXPECT_LT(elapsedSince(asked), 500ms);
 }
 

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <utility>
 
+#include <xcb/res.h>
 #include <xcb/xcb.h>
 
 #include "platform/linux/x11/atoms.h"
@@ -208,12 +209,15 @@ struct Node {
 
 class Surveyor {
   public:
-    explicit Surveyor(const Connection& connection) : connection_(connection), names_(connection) {}
+    explicit Surveyor(const Connection& connection) : connection_(connection), names_(connection) {
+        xcb_prefetch_extension_data(connection.xcb(), &xcb_res_id);  // for the windows' owners
+    }
 
     WindowSurvey survey() {
         readRoot();
-        readNodes(topLevels_);
-        readNodes(listedClients_);
+        auto known = topLevels_;
+        known.insert(known.end(), listedClients_.begin(), listedClients_.end());
+        readNodes(known);
         if (isManaged_) {
             climb();
         } else {
@@ -290,8 +294,9 @@ class Surveyor {
         };
         xcb_connection_t* xcb = connection_.xcb();
         std::vector<NodeQuestions> questions;
+        std::set<std::uint32_t> asked;
         for (const auto window : windows) {
-            if (nodes_.contains(window)) continue;
+            if (nodes_.contains(window) || !asked.insert(window).second) continue;
             questions.push_back({window, TreeQuestion(xcb_query_tree(xcb, window)),
                                  GeometryQuestion(xcb_get_geometry(xcb, window)),
                                  AttributesQuestion(xcb_get_window_attributes(xcb, window)),
