@@ -47,9 +47,8 @@ void I420Image::fillBlack() const noexcept {
     }
 }
 
-void scale(const I420Image& source, const I420Image& target) noexcept {
+void scale(const I420Image& source, const I420Rows& to, int width, int height) noexcept {
     const I420Rows& from = source.rows();
-    const I420Rows& to = target.rows();
     const auto stride = [](const I420Rows& rows, std::size_t plane) {
         return static_cast<int>(rows.strides[plane]);
     };
@@ -58,7 +57,7 @@ void scale(const I420Image& source, const I420Image& target) noexcept {
     libyuv::I420Scale(from.planes[0], stride(from, 0), from.planes[1], stride(from, 1),
                       from.planes[2], stride(from, 2), source.width(), source.height(),
                       to.planes[0], stride(to, 0), to.planes[1], stride(to, 1), to.planes[2],
-                      stride(to, 2), target.width(), target.height(), libyuv::kFilterBox);
+                      stride(to, 2), width, height, libyuv::kFilterBox);
 }
 
 }  // namespace quorvane::pixels

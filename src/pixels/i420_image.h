@@ -33,8 +33,8 @@ class I420Image {
     I420Rows rows_;
 };
 
-// Fills the target with the whole source: averaged areas when it shrinks, interpolation when it
-// grows.
-void scale(const I420Image& source, const I420Image& target) noexcept;
+// Fills width x height pixels of the target with the whole source: averaged areas when it shrinks,
+// interpolation when it grows.
+void scale(const I420Image& source, const I420Rows& target, int width, int height) noexcept;
 
 }  // namespace quorvane::pixels

@@ -151,13 +151,54 @@ TEST(CaptureGeometry, MapsARegionOfADisplayToTheRootWindow) {
     };
     for (const Row& row : rows) {
         SCOPED_TRACE(row.name);
-        const CaptureGeometry geometry = captureGeometryOf(row.sourceRect, row.display, 3200, 1080,
-                                                           row.outputWidth, row.outputHeight);
+        const PixelRect source = pixelRectOf(row.sourceRect).movedBy(row.display.x, row.display.y);
+        const PixelRect existing = intersectionOf(row.display, {0, 0, 3200, 1080});
+        const CaptureGeometry geometry =
+            captureGeometryOf(source, existing, row.outputWidth, row.outputHeight, false);
+        EXPECT_EQ(geometry.target, (PixelRect{0, 0, row.outputWidth, row.outputHeight}));
         EXPECT_EQ(geometry.source, row.source);
         EXPECT_EQ(geometry.visible, row.visible);
         EXPECT_EQ(geometry.drawn, row.drawn);
         EXPECT_EQ(geometry.scaled, row.scaled);
     }
+}
+
+TEST(CaptureGeometry, KeepsTheAspectOfWhatHasAnotherShape) {
+    struct Row {
+        std::string name;
+        int width, height, outputWidth, outputHeight;
+        PixelRect target;
+        bool scaled;
+    };
+    const Row rows[] = {
+        {"the output's size", 800, 600, 800, 600, {0, 0, 800, 600}, false},
+        {"odd sides", 801, 601, 800, 600, {0, 0, 800, 600}, false},
+        {"half the size grows", 400, 300, 800, 600, {0, 0, 800, 600}, true},
+        {"wider", 800, 300, 800, 600, {0, 150, 800, 300}, true},
+        {"narrower", 300, 600, 800, 600, {250, 0, 300, 600}, true},
+        {"much larger and wider", 3200, 600, 800, 600, {0, 224, 800, 150}, true},
+        {"the bars begin at even edges", 790, 600, 800, 600, {4, 0, 790, 600}, true},
+        {"the capped size of itself", 1283, 721, 1280, 718, {0, 0, 1280, 718}, true},
+        {"the capped size of a long strip", 6000, 101, 4096, 68, {0, 0, 4096, 68}, true},
+        {"a line", 2000, 1, 800, 600, {0, 298, 800, 2}, true},
+        {"a pixel", 1, 1, 8, 8, {0, 0, 8, 8}, true},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(row.name);
+        const PixelRect source{5, 7, row.width, row.height};
+        const CaptureGeometry geometry =
+            captureGeometryOf(source, source, row.outputWidth, row.outputHeight, true);
+        EXPECT_EQ(geometry.target, row.target);
+        EXPECT_EQ(geometry.scaled, row.scaled);
+        EXPECT_EQ(geometry.source.x, 5);
+        EXPECT_EQ(geometry.source.y, 7);
+    }
+}
+
+TEST(CaptureGeometry, OfNothingIsBlack) {
+    const CaptureGeometry geometry = captureGeometryOf({0, 0, 100, 50}, {}, 100, 50, true);
+    EXPECT_TRUE(geometry.visible.isEmpty());
+    EXPECT_TRUE(geometry.drawn.isEmpty());
 }
 
 }  // namespace

@@ -703,15 +703,5 @@ TEST(X11ScreenSource, StartFailsWithAClearReason) {
     }
 }
 
-TEST(X11ScreenSource, TakesNothingButAWholeDisplay) {
-    ContentFilter filter;
-    filter.content = WindowContent{};
-    EXPECT_THROW(makeX11ScreenSource(filter, regionOf({0, 0, 8, 8}, 8, 8), monotonicClock),
-                 PlatformError);
-    filter.content = DisplayContent{wholeScreen(640, 480), {Window{}}};
-    EXPECT_THROW(makeX11ScreenSource(filter, regionOf({0, 0, 8, 8}, 8, 8), monotonicClock),
-                 PlatformError);
-}
-
 }  // namespace
 }  // namespace quorvane::platform::x11

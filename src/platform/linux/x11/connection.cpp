@@ -13,16 +13,16 @@ void Connection::Disconnect::operator()(xcb_connection_t* connection) const noex
 }
 
 Connection::Connection(const std::string& displayName) {
-    int screenNumber = 0;
-    connection_.reset(
-        xcb_connect(displayName.empty() ? nullptr : displayName.c_str(), &screenNumber));
+    int number = 0;
+    connection_.reset(xcb_connect(displayName.empty() ? nullptr : displayName.c_str(), &number));
     if (const int code = xcb_connection_has_error(xcb()); code != 0) {
         throw connectionError(code, displayName);
     }
     xcb_screen_iterator_t screens = xcb_setup_roots_iterator(xcb_get_setup(xcb()));
-    for (; screenNumber > 0 && screens.rem > 1; --screenNumber)
+    for (int left = number; left > 0 && screens.rem > 1; --left)
         xcb_screen_next(&screens);
     screen_ = screens.data;
+    screenNumber_ = number;
 }
 
 std::uint32_t Connection::root() const {

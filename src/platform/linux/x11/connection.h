@@ -20,6 +20,7 @@ class Connection {
 
     xcb_connection_t* xcb() const { return connection_.get(); }
     const xcb_screen_t& screen() const { return *screen_; }
+    int screenNumber() const { return screenNumber_; }
     std::uint32_t root() const;
     int descriptor() const;
     // Whether server and client share memory and can pass descriptors.
@@ -37,6 +38,7 @@ class Connection {
 
     std::unique_ptr<xcb_connection_t, Disconnect> connection_;
     const xcb_screen_t* screen_ = nullptr;
+    int screenNumber_ = 0;
 };
 
 }  // namespace quorvane::platform::x11

@@ -77,6 +77,7 @@ bool CursorTracker::receive() {
     if (pointer->same_screen && imageWidth_ > 0) {
         rect = {pointer->root_x - hotX_, pointer->root_y - hotY_, imageWidth_, imageHeight_};
     }
+    topLevelUnder_ = pointer->same_screen ? pointer->child : 0;
     if (!newImage && rect == rect_) return false;
     rect_ = rect;
     return true;

@@ -36,6 +36,8 @@ class CursorTracker {
 
     // What the cursor covers; empty when there is none.
     const PixelRect& rect() const { return rect_; }
+    // The child of the root window that the pointer is in; 0 when it is in none.
+    std::uint32_t topLevelUnder() const { return topLevelUnder_; }
     pixels::CursorPixels image() const { return {pixels_, imageWidth_, imageHeight_}; }
 
   private:
@@ -60,6 +62,7 @@ class CursorTracker {
     int hotX_ = 0;
     int hotY_ = 0;
     PixelRect rect_;
+    std::uint32_t topLevelUnder_ = 0;
 };
 
 }  // namespace quorvane::platform::x11

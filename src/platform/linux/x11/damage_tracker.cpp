@@ -2,64 +2,52 @@
 
 #include <xcb/damage.h>
 #include <xcb/xcb.h>
-#include <xcb/xfixes.h>
 
-#include "platform/linux/x11/reply.h"
+#include "platform/linux/x11/extensions.h"
 #include "platform/linux/x11/x11_error.h"
 
 namespace quorvane::platform::x11 {
+namespace {
 
-DamageTracker::DamageTracker(const Connection& connection) : connection_(connection) {
+const Connection& ready(const Connection& connection) {
+    readyDamage(connection);
+    readyFixes(connection);
+    return connection;
+}
+
+}  // namespace
+
+DamageTracker::DamageTracker(const Connection& connection, std::uint32_t window)
+    : connection_(ready(connection)),
+      noticeType_(static_cast<std::uint8_t>(
+          connection.extension(xcb_damage_id, "DAMAGE").first_event + XCB_DAMAGE_NOTIFY)),
+      damage_(xcb_generate_id(connection.xcb())),
+      region_(connection) {
     xcb_connection_t* xcb = connection.xcb();
-    noticeType_ = static_cast<std::uint8_t>(
-        connection.extension(xcb_damage_id, "DAMAGE").first_event + XCB_DAMAGE_NOTIFY);
-    connection.extension(xcb_xfixes_id, "XFIXES");
-    // The server serves an extension's requests only to clients that have told their version.
-    const auto damageCookie = xcb_damage_query_version(xcb, 1, 1);
-    const auto fixesCookie = xcb_xfixes_query_version(xcb, 4, 0);
-    xcb_generic_error_t* error = nullptr;
-    const Reply<xcb_damage_query_version_reply_t> damageVersion(
-        xcb_damage_query_version_reply(xcb, damageCookie, &error));
-    if (!damageVersion) throwMissingReply(error, "tell its DAMAGE version");
-    const Reply<xcb_xfixes_query_version_reply_t> fixesVersion(
-        xcb_xfixes_query_version_reply(xcb, fixesCookie, &error));
-    if (!fixesVersion) throwMissingReply(error, "tell its XFIXES version");
-
-    region_ = xcb_generate_id(xcb);
-    damage_ = xcb_generate_id(xcb);
-    const auto regionCookie = xcb_xfixes_create_region_checked(xcb, region_, 0, nullptr);
-    const auto createCookie = xcb_damage_create_checked(xcb, damage_, connection.root(),
-                                                        XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    const auto createCookie =
+        xcb_damage_create_checked(xcb, damage_, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
     // A window's damage begins as all of it.
     const auto subtractCookie = xcb_damage_subtract_checked(xcb, damage_, XCB_NONE, XCB_NONE);
-    throwIfRefused(xcb, regionCookie.sequence, "create a region");
     throwIfRefused(xcb, createCookie.sequence, "report drawing");
     throwIfRefused(xcb, subtractCookie.sequence, "reset its report of drawing");
 }
 
+DamageTracker::~DamageTracker() {
+    xcb_damage_destroy(connection_.xcb(), damage_);
+}
+
 bool DamageTracker::handle(const Event& event) {
     if (event.type != noticeType_) return false;
+    if (static_cast<const xcb_damage_notify_event_t*>(event.record)->damage != damage_)
+        return false;
     noticed_ = true;
     return true;
 }
 
 void DamageTracker::request() {
-    xcb_connection_t* xcb = connection_.xcb();
-    xcb_damage_subtract(xcb, damage_, XCB_NONE, region_);
-    requestSequence_ = xcb_xfixes_fetch_region(xcb, region_).sequence;
+    xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, region_.id());
+    requestSequence_ = region_.requestRects();
     noticed_ = false;
-}
-
-void DamageTracker::receiveRects(RectVisitor& visitor) {
-    xcb_generic_error_t* error = nullptr;
-    const Reply<xcb_xfixes_fetch_region_reply_t> reply(
-        xcb_xfixes_fetch_region_reply(connection_.xcb(), {requestSequence_}, &error));
-    if (!reply) throwMissingReply(error, "tell what was drawn");
-    const xcb_rectangle_t* rects = xcb_xfixes_fetch_region_rectangles(reply.get());
-    const int count = xcb_xfixes_fetch_region_rectangles_length(reply.get());
-    for (int i = 0; i < count; ++i) {
-        visitor({rects[i].x, rects[i].y, rects[i].width, rects[i].height});
-    }
 }
 
 }  // namespace quorvane::platform::x11

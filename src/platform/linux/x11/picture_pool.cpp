@@ -140,6 +140,15 @@ StaleRegion& PicturePool::staleRegionOf(Slot& slot) const {
     return slot.stale;
 }
 
+void PicturePool::redraw(const PixelRect& drawn, const PixelRect& target) {
+    for (const auto& slot : slots_) {
+        slot->stale = StaleRegion(drawn);
+        slot->stale.add(drawn);
+        slot->black =
+            drawn != target || target != PixelRect{0, 0, slot->image.width(), slot->image.height()};
+    }
+}
+
 void PicturePool::addStale(const PixelRect& rect) {
     for (const auto& slot : slots_)
         slot->stale.add(rect);

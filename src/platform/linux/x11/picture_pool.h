@@ -41,6 +41,9 @@ class PicturePool : public std::enable_shared_from_this<PicturePool> {
 
     const pixels::I420Image& imageOf(const Slot& slot) const;
     StaleRegion& staleRegionOf(Slot& slot) const;
+    // From now on every picture is drawn anew: that part of it can become stale, all of which is,
+    // and what lies outside of `target` is black.
+    void redraw(const PixelRect& drawn, const PixelRect& target);
     // The rectangle has changed on the screen.
     void addStale(const PixelRect& rect);
 

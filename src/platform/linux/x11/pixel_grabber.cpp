@@ -1,8 +1,6 @@
 #include "platform/linux/x11/pixel_grabber.h"
 
-#include <bit>
 #include <cerrno>
-#include <string>
 #include <vector>
 
 #include <fcntl.h>
@@ -32,7 +30,10 @@ class SharedMemory {
     static std::unique_ptr<SharedMemory> make(const Connection& connection, std::size_t bytes);
     SharedMemory(const SharedMemory&) = delete;
     SharedMemory& operator=(const SharedMemory&) = delete;
-    ~SharedMemory() { munmap(memory_, bytes_); }
+    ~SharedMemory() {
+        xcb_shm_detach(xcb_, segment_);
+        munmap(memory_, bytes_);
+    }
 
     std::uint32_t segment() const { return segment_; }
     std::uint32_t* at(std::size_t offset) const {
@@ -40,10 +41,10 @@ class SharedMemory {
     }
 
   private:
-    SharedMemory(std::uint32_t segment, void* memory, std::size_t bytes)
-        : segment_(segment), memory_(memory), bytes_(bytes) {}
+    SharedMemory(xcb_connection_t* xcb, std::uint32_t segment, void* memory, std::size_t bytes)
+        : xcb_(xcb), segment_(segment), memory_(memory), bytes_(bytes) {}
 
-    // The server's side ends with the connection.
+    xcb_connection_t* xcb_;
     std::uint32_t segment_;
     void* memory_;
     std::size_t bytes_;
@@ -79,7 +80,7 @@ std::unique_ptr<SharedMemory> SharedMemory::make(const Connection& connection, s
         throw posixError(error, "Could not map shared memory");
     }
     const std::uint32_t segment = xcb_generate_id(xcb);
-    std::unique_ptr<SharedMemory> result(new SharedMemory(segment, memory, bytes));
+    std::unique_ptr<SharedMemory> result(new SharedMemory(xcb, segment, memory, bytes));
     // XCB closes the descriptor.
     const auto cookie = xcb_shm_attach_fd_checked(xcb, segment, descriptor, false);
     const Reply<xcb_generic_error_t> error(xcb_request_check(xcb, cookie));
@@ -91,7 +92,7 @@ class SharedMemoryGrabber final : public PixelGrabber {
   public:
     SharedMemoryGrabber(const Connection& connection, std::unique_ptr<SharedMemory> memory,
                         std::size_t maximumRects)
-        : xcb_(connection.xcb()), root_(connection.root()), memory_(std::move(memory)) {
+        : xcb_(connection.xcb()), memory_(std::move(memory)) {
         requested_.reserve(maximumRects);
     }
 
@@ -99,12 +100,12 @@ class SharedMemoryGrabber final : public PixelGrabber {
         return 4 * pixels + maximumRects * alignment;
     }
 
-    void request(std::span<const PixelRect> rects) override {
+    void request(std::uint32_t drawable, std::span<const PixelRect> rects) override {
         requested_.clear();
         nextIndex_ = 0;
         std::size_t offset = 0;
         for (const PixelRect& rect : rects) {
-            const auto cookie = requestImage(rect, offset);
+            const auto cookie = requestImage(drawable, rect, offset);
             requested_.push_back({cookie.sequence, offset, rect.width});
             const std::size_t bytes = 4 * static_cast<std::size_t>(rect.area());
             offset += (bytes + alignment - 1) / alignment * alignment;
@@ -134,16 +135,16 @@ class SharedMemoryGrabber final : public PixelGrabber {
         int width;
     };
 
-    xcb_shm_get_image_cookie_t requestImage(const PixelRect& rect, std::size_t offset) {
+    xcb_shm_get_image_cookie_t requestImage(std::uint32_t drawable, const PixelRect& rect,
+                                            std::size_t offset) {
         return xcb_shm_get_image(
-            xcb_, root_, static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+            xcb_, drawable, static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
             static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height),
             allPlanes, XCB_IMAGE_FORMAT_Z_PIXMAP, memory_->segment(),
             static_cast<std::uint32_t>(offset));
     }
 
     xcb_connection_t* xcb_;
-    std::uint32_t root_;
     std::unique_ptr<SharedMemory> memory_;
     std::vector<Requested> requested_;
     std::size_t nextIndex_ = 0;
@@ -152,16 +153,16 @@ class SharedMemoryGrabber final : public PixelGrabber {
 class CopyingGrabber final : public PixelGrabber {
   public:
     CopyingGrabber(const Connection& connection, std::size_t maximumRects)
-        : xcb_(connection.xcb()), root_(connection.root()) {
+        : xcb_(connection.xcb()) {
         requested_.reserve(maximumRects);
     }
 
-    void request(std::span<const PixelRect> rects) override {
+    void request(std::uint32_t drawable, std::span<const PixelRect> rects) override {
         requested_.clear();
         nextIndex_ = 0;
         for (const PixelRect& rect : rects) {
             const auto cookie = xcb_get_image(
-                xcb_, XCB_IMAGE_FORMAT_Z_PIXMAP, root_, static_cast<std::int16_t>(rect.x),
+                xcb_, XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, static_cast<std::int16_t>(rect.x),
                 static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
                 static_cast<std::uint16_t>(rect.height), allPlanes);
             requested_.push_back({cookie.sequence, rect.width});
@@ -190,22 +191,10 @@ class CopyingGrabber final : public PixelGrabber {
     };
 
     xcb_connection_t* xcb_;
-    std::uint32_t root_;
     std::vector<Requested> requested_;
     std::size_t nextIndex_ = 0;
     Reply<xcb_get_image_reply_t> reply_;
 };
-
-const xcb_visualtype_t* rootVisual(const xcb_screen_t& screen) {
-    auto depths = xcb_screen_allowed_depths_iterator(&screen);
-    for (; depths.rem > 0; xcb_depth_next(&depths)) {
-        auto visuals = xcb_depth_visuals_iterator(depths.data);
-        for (; visuals.rem > 0; xcb_visualtype_next(&visuals)) {
-            if (visuals.data->visual_id == screen.root_visual) return visuals.data;
-        }
-    }
-    return nullptr;
-}
 
 }  // namespace
 
@@ -215,38 +204,6 @@ std::unique_ptr<PixelGrabber> makePixelGrabber(const Connection& connection, std
         SharedMemory::make(connection, SharedMemoryGrabber::bytesFor(pixels, maximumRects));
     if (!memory) return std::make_unique<CopyingGrabber>(connection, maximumRects);
     return std::make_unique<SharedMemoryGrabber>(connection, std::move(memory), maximumRects);
-}
-
-pixels::PackedFormat rootPixelFormat(const Connection& connection) {
-    const xcb_screen_t& screen = connection.screen();
-    const xcb_setup_t* setup = xcb_get_setup(connection.xcb());
-    const xcb_visualtype_t* visual = rootVisual(screen);
-    const bool sameByteOrder =
-        setup->image_byte_order == (std::endian::native == std::endian::little
-                                        ? XCB_IMAGE_ORDER_LSB_FIRST
-                                        : XCB_IMAGE_ORDER_MSB_FIRST);
-    bool wordsOf32Bits = false;
-    auto formats = xcb_setup_pixmap_formats_iterator(setup);
-    for (; formats.rem > 0; xcb_format_next(&formats)) {
-        if (formats.data->depth == screen.root_depth) {
-            wordsOf32Bits = formats.data->bits_per_pixel == 32;
-        }
-    }
-    if (visual != nullptr && sameByteOrder && wordsOf32Bits) {
-        const auto hasMasks = [&](std::uint32_t red, std::uint32_t green, std::uint32_t blue) {
-            return visual->red_mask == red && visual->green_mask == green &&
-                   visual->blue_mask == blue;
-        };
-        if (screen.root_depth == 24 && hasMasks(0xFF0000, 0xFF00, 0xFF)) {
-            return pixels::PackedFormat::xrgb8888;
-        }
-        if (screen.root_depth == 30 && hasMasks(0x3FF00000, 0xFFC00, 0x3FF)) {
-            return pixels::PackedFormat::xrgb2101010;
-        }
-    }
-    throw x11Error(Failure::unsupportedPixels,
-                   "The X server's screen has a color depth that cannot be recorded (" +
-                       std::to_string(screen.root_depth) + " bits).");
 }
 
 }  // namespace quorvane::platform::x11

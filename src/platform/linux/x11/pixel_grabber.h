@@ -1,10 +1,12 @@
-// Fetches pixels of the root window.
+// Fetches pixels of a window or a pixmap.
 // Why several rectangles at a time: their requests travel together, and while one is converted the
 // server fetches the next.
-// Units: root pixels. Threads: the connection's. Errors: PlatformError when the connection is lost.
+// Units: pixels of the drawable. Threads: the connection's. Errors: PlatformError when the
+// connection is lost.
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <span>
 
@@ -17,19 +19,16 @@ namespace quorvane::platform::x11 {
 class PixelGrabber {
   public:
     virtual ~PixelGrabber() = default;
-    // Asks for the rectangles' pixels. They have no more pixels together than the grabber was made
-    // for, and next() is called for each before the next request.
-    virtual void request(std::span<const PixelRect> rects) = 0;
+    // Asks for the rectangles' pixels, of 32 bits each. They have no more pixels together than the
+    // grabber was made for, and next() is called for each before the next request.
+    virtual void request(std::uint32_t drawable, std::span<const PixelRect> rects) = 0;
     // The pixels of the next rectangle, which may be written to, until the next call. False when
-    // the server refused, which it does when a rectangle is not (or no more) on the root window.
+    // the server refused, which it does when a rectangle is not (or no more) within the drawable.
     virtual bool next(pixels::PackedTarget& result) = 0;
 };
 
 // By shared memory where server and client can share some, else by copies over the connection.
 std::unique_ptr<PixelGrabber> makePixelGrabber(const Connection& connection, std::size_t pixels,
                                                std::size_t maximumRects);
-
-// The form of the root window's pixels. Throws PlatformError when it is none that we know.
-pixels::PackedFormat rootPixelFormat(const Connection& connection);
 
 }  // namespace quorvane::platform::x11

@@ -6,10 +6,8 @@
 #include <utility>
 
 #include <poll.h>
-#include <xcb/randr.h>
 #include <xcb/xcb.h>
 
-#include "platform/linux/x11/monitors.h"
 #include "platform/linux/x11/reply.h"
 #include "platform/linux/x11/x11_error.h"
 
@@ -28,67 +26,27 @@ constexpr std::chrono::nanoseconds leastQuestionInterval = 10ms;
 // A region of this many pixels needs 200 MB for one picture.
 constexpr std::int64_t mostPixels = 128ll << 20;
 
-PixelRect pixelRectOf(const support::Rect& rect) {
-    return {static_cast<int>(rect.x), static_cast<int>(rect.y), static_cast<int>(rect.width),
-            static_cast<int>(rect.height)};
-}
-
-CaptureGeometry checkedGeometry(const Connection& connection, const Display& display,
-                                const StreamConfiguration& configuration) {
-    const xcb_screen_t& screen = connection.screen();
-    const CaptureGeometry geometry = captureGeometryOf(
-        configuration.sourceRect, pixelRectOf(display.frame), screen.width_in_pixels,
-        screen.height_in_pixels, configuration.width, configuration.height);
-    if (geometry.source.area() > mostPixels) {
-        throw x11Error(Failure::regionTooLarge, "The region is too large to be recorded.");
-    }
-    return geometry;
-}
-
 }  // namespace
 
-ScreenCapture::ScreenCapture(const Connection& connection, const Display& display,
+ScreenCapture::ScreenCapture(const Connection& connection, std::unique_ptr<PictureContent> content,
                              const StreamConfiguration& configuration, const support::Clock& clock,
                              std::shared_ptr<Wakeup> wakeup)
     : connection_(connection),
-      display_(display),
       clock_(clock),
       wakeup_(std::move(wakeup)),
-      geometry_(checkedGeometry(connection, display, configuration)),
-      format_(rootPixelFormat(connection)),
-      damage_(connection),
+      content_(std::move(content)),
+      outputWidth_(configuration.width),
+      outputHeight_(configuration.height),
       pacer_(configuration.minimumFrameInterval) {
-    xcb_connection_t* xcb = connection.xcb();
-    layoutNoticeType_ = connection.extension(xcb_randr_id, "RANDR").first_event;
-    // Select first, look then: a change between the two is noticed.
-    const auto randrCookie = xcb_randr_select_input_checked(
-        xcb, connection.root(),
-        XCB_RANDR_NOTIFY_MASK_SCREEN_CHANGE | XCB_RANDR_NOTIFY_MASK_CRTC_CHANGE |
-            XCB_RANDR_NOTIFY_MASK_OUTPUT_CHANGE);
-    throwIfRefused(xcb, randrCookie.sequence, "report changes of its displays");
-    // Monitors that a user defines are told of by the root window's configuration only.
-    const std::uint32_t mask = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-    const auto rootCookie =
-        xcb_change_window_attributes_checked(xcb, connection.root(), XCB_CW_EVENT_MASK, &mask);
-    throwIfRefused(xcb, rootCookie.sequence, "report changes of its screen");
-    throwIfLayoutChanged();
-
     if (configuration.showsCursor) {
         cursor_.emplace(connection,
                         std::max(configuration.minimumFrameInterval, leastQuestionInterval));
     }
-    grabber_ = makePixelGrabber(connection, static_cast<std::size_t>(geometry_.drawn.area()),
-                                StaleRegion::maximumRects);
     pool_ =
-        PicturePool::make(configuration.width, configuration.height, geometry_.drawn,
+        PicturePool::make(outputWidth_, outputHeight_, PixelRect{},
                           static_cast<std::size_t>(std::max(configuration.queueDepth, 1)), wakeup_);
-    if (geometry_.scaled) {
-        staging_.emplace(Staging{pixels::I420Image(geometry_.source.width, geometry_.source.height),
-                                 StaleRegion(geometry_.drawn)});
-    }
-    if (staging_) staging_->image.fillBlack();
     requests_.reserve(StaleRegion::maximumRects);
-    addStale(geometry_.source);
+    adoptSource();
 }
 
 void ScreenCapture::run(const std::atomic<bool>& stopping,
@@ -96,12 +54,11 @@ void ScreenCapture::run(const std::atomic<bool>& stopping,
     support::MediaTime nextLook{};
     while (!stopping) {
         handleEvents();
-        if (layoutNoticed_) throwIfLayoutChanged();
+        content_->check();
 
         const support::MediaTime now = clock_.hostTime();
         if (!somethingNoticed(now)) {
-            wait(WakeOn::serverEvent,
-                 cursor_ ? std::optional(cursor_->nextQuestion()) : std::nullopt);
+            wait(WakeOn::serverEvent, nextQuestion());
             continue;
         }
         const support::MediaTime due = std::max(pacer_.due(now), nextLook);
@@ -123,65 +80,84 @@ void ScreenCapture::handleEvents() {
         std::exchange(serverReadable_, false) ? &xcb_poll_for_event : &xcb_poll_for_queued_event;
     while (const Reply<xcb_generic_event_t> record{next(connection_.xcb())}) {
         const Event event{static_cast<std::uint8_t>(record->response_type & 0x7F), record.get()};
-        if (damage_.handle(event) || (cursor_ && cursor_->handle(event))) continue;
-        if (event.type == XCB_CONFIGURE_NOTIFY || event.type == layoutNoticeType_ ||
-            event.type == layoutNoticeType_ + XCB_RANDR_NOTIFY) {
-            layoutNoticed_ = true;
-        }
+        if (cursor_ && cursor_->handle(event)) continue;
+        content_->handle(event);
     }
     connection_.throwIfLost();
 }
 
-void ScreenCapture::throwIfLayoutChanged() {
-    layoutNoticed_ = false;
-    xcb_connection_t* xcb = connection_.xcb();
-    const auto rootCookie = xcb_get_geometry(xcb, connection_.root());
-    const Monitors monitors = listMonitors(connection_);
-    xcb_generic_error_t* error = nullptr;
-    const Reply<xcb_get_geometry_reply_t> root(xcb_get_geometry_reply(xcb, rootCookie, &error));
-    if (!root) throwMissingReply(error, "tell the size of its screen");
-
-    const auto found =
-        std::find_if(monitors.displays.begin(), monitors.displays.end(),
-                     [&](const Display& other) { return other.displayID == display_.displayID; });
-    if (found == monitors.displays.end()) {
-        throw x11Error(Failure::displayDisconnected,
-                       "The display that is being recorded was disconnected.");
-    }
-    const PixelRect existing = geometry_.visible.movedBy(geometry_.source.x, geometry_.source.y);
-    const bool onRoot =
-        existing.isEmpty() || PixelRect{0, 0, root->width, root->height}.contains(existing);
-    if (found->frame != display_.frame || !onRoot) {
-        throw x11Error(Failure::displayChanged,
-                       "The display that is being recorded changed its size or position.");
-    }
+bool ScreenCapture::somethingNoticed(support::MediaTime now) const {
+    if (content_->noticed() || (cursor_ && cursor_->noticed())) return true;
+    if (changePending_ && content_->isReady()) return true;
+    const auto question = nextQuestion();
+    return question && now >= *question;
 }
 
-bool ScreenCapture::somethingNoticed(support::MediaTime now) const {
-    return changePending_ || damage_.noticed() ||
-           (cursor_ && (cursor_->noticed() || now >= cursor_->nextQuestion()));
+std::optional<support::MediaTime> ScreenCapture::nextQuestion() const {
+    auto question = content_->nextQuestion();
+    if (cursor_ && (!question || cursor_->nextQuestion() < *question)) {
+        question = cursor_->nextQuestion();
+    }
+    return question;
 }
 
 bool ScreenCapture::look(support::MediaTime now) {
-    const bool drawn = damage_.noticed();
-    if (drawn) damage_.request();
+    const auto question = content_->nextQuestion();
+    const bool asks = content_->noticed() || (question && now >= *question);
+    if (asks) content_->request();
     if (cursor_) cursor_->request(now);
-    if (drawn) {
-        damage_.receive([&](const PixelRect& rect) { changePending_ |= addStale(rect); });
+    if (asks) {
+        const auto visit = [&](const PixelRect& rect) { changePending_ |= addStale(rect); };
+        RectVisitorOf visitor(visit);
+        content_->receive(visitor);
+        if (content_->source().version != sourceVersion_) adoptSource();
     }
-    if (cursor_) {
-        const PixelRect before = cursor_->rect();
-        if (cursor_->receive()) {
-            changePending_ |= addStale(before);
-            changePending_ |= addStale(cursor_->rect());
-        }
-    }
-    return changePending_;
+    if (cursor_) followCursor(cursor_->receive());
+    return changePending_ && content_->isReady();
 }
 
-bool ScreenCapture::addStale(const PixelRect& rootRect) {
-    const PixelRect inside = intersectionOf(
-        rootRect.movedBy(-geometry_.source.x, -geometry_.source.y), geometry_.visible);
+void ScreenCapture::followCursor(bool newImage) {
+    const PictureSource& source = content_->source();
+    PixelRect place;
+    if (content_->showsCursorOver(cursor_->topLevelUnder())) {
+        place = cursor_->rect().movedBy(-source.rootX, -source.rootY);
+    }
+    if (!newImage && place == cursorPlace_) return;
+    changePending_ |= addStale(std::exchange(cursorPlace_, place));
+    changePending_ |= addStale(place);
+}
+
+void ScreenCapture::adoptSource() {
+    const PictureSource& source = content_->source();
+    geometry_ = captureGeometryOf(source.rect, source.existing, outputWidth_, outputHeight_,
+                                  source.keepsAspect);
+    if (geometry_.source.area() > mostPixels) {
+        throw x11Error(Failure::regionTooLarge, "The region is too large to be recorded.");
+    }
+    sourceVersion_ = source.version;
+    if (!grabber_ || geometry_.drawn.area() > grabberPixels_) {
+        grabber_.reset();
+        grabberPixels_ = geometry_.drawn.area();
+        grabber_ = makePixelGrabber(connection_, static_cast<std::size_t>(grabberPixels_),
+                                    StaleRegion::maximumRects);
+    }
+    staging_.reset();
+    if (geometry_.scaled) {
+        staging_.emplace(Staging{pixels::I420Image(geometry_.source.width, geometry_.source.height),
+                                 StaleRegion(geometry_.drawn)});
+        staging_->image.fillBlack();
+        staging_->stale.add(geometry_.drawn);
+        pool_->redraw(geometry_.target, geometry_.target);
+    } else {
+        pool_->redraw(geometry_.drawn, geometry_.target);
+    }
+    cursorPlace_ = {};
+    changePending_ = true;
+}
+
+bool ScreenCapture::addStale(const PixelRect& rect) {
+    const PixelRect inside =
+        intersectionOf(rect.movedBy(-geometry_.source.x, -geometry_.source.y), geometry_.visible);
     if (inside.isEmpty()) return false;
     if (staging_) {
         staging_->stale.add(inside);
@@ -202,19 +178,24 @@ SampleBufferPtr ScreenCapture::capture() {
     bool drawn = false;
     try {
         drawn = draw(stale, staging_ ? staging_->image : image);
+        // What the server said before it gave the pixels is here by now.
+        handleEvents();
+        drawn = drawn && content_->mayBeShown();
     } catch (...) {
         pool_->putBack(slot);
         throw;
     }
     if (!drawn) {
-        // The screen has shrunk, and the notice of it is on its way; if not, this is tried again.
-        layoutNoticed_ = true;
+        // It is tried again: the pixels are stale still.
         pool_->putBack(slot);
         return nullptr;
     }
     stale.clear();
     changePending_ = false;
-    if (staging_) pixels::scale(staging_->image, image);
+    if (staging_) {
+        pixels::scale(staging_->image, image.rows().at(geometry_.target.x, geometry_.target.y),
+                      geometry_.target.width, geometry_.target.height);
+    }
     return pool_->deliver(slot, time);
 }
 
@@ -224,7 +205,7 @@ bool ScreenCapture::draw(const StaleRegion& stale, const pixels::I420Image& imag
         requests_.push_back(intersectionOf(rect, geometry_.visible)
                                 .movedBy(geometry_.source.x, geometry_.source.y));
     }
-    grabber_->request(requests_);
+    grabber_->request(content_->source().drawable, requests_);
     bool complete = true;
     for (const PixelRect& rect : stale.rects()) {
         pixels::PackedTarget source;
@@ -239,10 +220,11 @@ bool ScreenCapture::draw(const StaleRegion& stale, const pixels::I420Image& imag
 
 void ScreenCapture::drawOne(const PixelRect& rect, const PixelRect& existing,
                             pixels::PackedTarget source, const pixels::I420Image& image) {
-    if (cursor_ && !cursor_->rect().isEmpty()) {
-        const PixelRect cursor = cursor_->rect().movedBy(-geometry_.source.x, -geometry_.source.y);
+    hide(existing, source);
+    if (!cursorPlace_.isEmpty()) {
+        const PixelRect cursor = cursorPlace_.movedBy(-geometry_.source.x, -geometry_.source.y);
         pixels::blendCursor(cursor_->image(), cursor.x - existing.x, cursor.y - existing.y, source,
-                            format_, existing.width, existing.height);
+                            content_->source().format, existing.width, existing.height);
     }
     if (existing != rect) {
         edge_.assign(static_cast<std::size_t>(rect.area()), 0);
@@ -253,8 +235,19 @@ void ScreenCapture::drawOne(const PixelRect& rect, const PixelRect& existing,
         }
         source = whole;
     }
-    pixels::convertToI420({source.pixels, source.stride}, format_, rect.width, rect.height,
-                          image.rows().at(rect.x, rect.y));
+    pixels::convertToI420({source.pixels, source.stride}, content_->source().format, rect.width,
+                          rect.height, image.rows().at(rect.x, rect.y));
+}
+
+void ScreenCapture::hide(const PixelRect& existing, pixels::PackedTarget source) const {
+    for (const PixelRect& rect : content_->source().hidden) {
+        const PixelRect hidden =
+            intersectionOf(rect.movedBy(-geometry_.source.x, -geometry_.source.y), existing);
+        for (int y = 0; y < hidden.height; ++y) {
+            std::fill_n(source.at(hidden.x - existing.x, hidden.y - existing.y + y), hidden.width,
+                        0);
+        }
+    }
 }
 
 void ScreenCapture::wait(WakeOn wakeOn, std::optional<support::MediaTime> until) {

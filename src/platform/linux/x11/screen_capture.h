@@ -1,4 +1,4 @@
-// Captures a region of a display into pictures, whenever it has changed.
+// Captures a content into pictures, whenever it has changed.
 // Units: host time. Threads: all of it runs on the thread that calls run(). Errors: PlatformError.
 #pragma once
 
@@ -14,7 +14,7 @@
 #include "platform/linux/x11/capture_geometry.h"
 #include "platform/linux/x11/connection.h"
 #include "platform/linux/x11/cursor_tracker.h"
-#include "platform/linux/x11/damage_tracker.h"
+#include "platform/linux/x11/picture_content.h"
 #include "platform/linux/x11/picture_pool.h"
 #include "platform/linux/x11/pixel_grabber.h"
 #include "platform/linux/x11/wakeup.h"
@@ -25,15 +25,15 @@ namespace quorvane::platform::x11 {
 
 class ScreenCapture {
   public:
-    ScreenCapture(const Connection& connection, const Display& display,
+    ScreenCapture(const Connection& connection, std::unique_ptr<PictureContent> content,
                   const StreamConfiguration& configuration, const support::Clock& clock,
                   std::shared_ptr<Wakeup> wakeup);
     ScreenCapture(const ScreenCapture&) = delete;
     ScreenCapture& operator=(const ScreenCapture&) = delete;
 
-    // Delivers the whole region at once, then a picture for each change, as far as the frame
-    // interval and the free pictures allow; the last change is never left out. Returns when
-    // `stopping` is true and the wake-up was signalled, throws when the capture cannot go on.
+    // Delivers the whole picture at once, then one for each change, as far as the frame interval
+    // and the free pictures allow; the last change is never left out. Returns when `stopping` is
+    // true and the wake-up was signalled, throws when the capture cannot go on.
     void run(const std::atomic<bool>& stopping,
              const std::function<void(SampleBufferPtr)>& onPicture);
 
@@ -43,34 +43,40 @@ class ScreenCapture {
     enum class WakeOn { serverEvent, connectionLoss };
 
     void handleEvents();
-    void throwIfLayoutChanged();
     bool somethingNoticed(support::MediaTime now) const;
-    // Asks the server what has changed. Whether any of it is in the region.
+    std::optional<support::MediaTime> nextQuestion() const;
+    // Asks the server what has changed. Whether any of it is in the picture.
     bool look(support::MediaTime now);
-    bool addStale(const PixelRect& rootRect);
-    // Nothing when the server refused to give the pixels.
+    void followCursor(bool newImage);
+    // The content's source is another one: everything is drawn anew.
+    void adoptSource();
+    bool addStale(const PixelRect& rect);  // on the drawable
+    // Nothing when the server refused to give the pixels, or they must not be shown.
     SampleBufferPtr capture();
     bool draw(const StaleRegion& stale, const pixels::I420Image& image);
     void drawOne(const PixelRect& rect, const PixelRect& existing, pixels::PackedTarget source,
                  const pixels::I420Image& image);
+    void hide(const PixelRect& existing, pixels::PackedTarget source) const;
     void wait(WakeOn wakeOn, std::optional<support::MediaTime> until);
 
     const Connection& connection_;
-    const Display display_;
     const support::Clock& clock_;
     const std::shared_ptr<Wakeup> wakeup_;
-    const CaptureGeometry geometry_;
-    const pixels::PackedFormat format_;
+    const std::unique_ptr<PictureContent> content_;
+    const int outputWidth_;
+    const int outputHeight_;
 
-    DamageTracker damage_;
-    std::optional<CursorTracker> cursor_;
+    std::optional<unsigned> sourceVersion_;  // of the source that the following were made for
+    CaptureGeometry geometry_;
+    std::int64_t grabberPixels_ = 0;
     std::unique_ptr<PixelGrabber> grabber_;
-    std::uint8_t layoutNoticeType_ = 0;  // RandR's first event
-    bool layoutNoticed_ = false;
+
+    std::optional<CursorTracker> cursor_;
+    PixelRect cursorPlace_;  // where it is drawn, on the drawable; empty: nowhere
     bool serverReadable_ = true;
 
     std::shared_ptr<PicturePool> pool_;
-    // Where the output is scaled: the region in its own size, from which pictures are scaled.
+    // Where the output is scaled: the source in its own size, from which pictures are scaled.
     struct Staging {
         pixels::I420Image image;
         StaleRegion stale;

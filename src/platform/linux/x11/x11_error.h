@@ -21,6 +21,7 @@ enum class Failure : std::int64_t {
     displayDisconnected = 1007,
     displayChanged = 1008,
     connectionLost = 1009,
+    windowClosed = 1010,
 };
 
 PlatformError x11Error(Failure failure, std::string description);

@@ -10,6 +10,7 @@
 #include <sys/socket.h>
 
 #include "platform/linux/x11/connection.h"
+#include "platform/linux/x11/content_factory.h"
 #include "platform/linux/x11/screen_capture.h"
 #include "platform/linux/x11/wakeup.h"
 #include "platform/linux/x11/x11_error.h"
@@ -26,9 +27,9 @@ constexpr std::chrono::seconds startPatience{10};
 // connection to a silent server cannot be woken and is left behind.
 class CaptureThread {
   public:
-    CaptureThread(Display display, StreamConfiguration configuration, const support::Clock& clock,
-                  std::string displayName)
-        : display_(std::move(display)),
+    CaptureThread(CapturedContent content, StreamConfiguration configuration,
+                  const support::Clock& clock, std::string displayName)
+        : content_(std::move(content)),
           configuration_(std::move(configuration)),
           clock_(clock),
           displayName_(std::move(displayName)) {}
@@ -39,7 +40,10 @@ class CaptureThread {
             const Connection connection(displayName_);
             const SocketInUse socket(*this, connection.descriptor());
             if (!socket.accepted) return;
-            ScreenCapture capture(connection, display_, configuration_, clock_, wakeup_);
+            ScreenCapture capture(
+                connection,
+                makePictureContent(connection, content_, configuration_.sourceRect, clock_),
+                configuration_, clock_, wakeup_);
             if (!enter(Phase::capturing)) return;
             capture.run(stopping_, events.onPicture);
             enter(Phase::ended);
@@ -143,7 +147,7 @@ class CaptureThread {
         }
     }
 
-    const Display display_;
+    const CapturedContent content_;
     const StreamConfiguration configuration_;
     const support::Clock& clock_;
     const std::string displayName_;
@@ -159,9 +163,9 @@ class CaptureThread {
 
 class X11ScreenSource final : public ScreenSource {
   public:
-    X11ScreenSource(Display display, StreamConfiguration configuration, const support::Clock& clock,
-                    const std::string& displayName)
-        : capture_(std::make_shared<CaptureThread>(std::move(display), std::move(configuration),
+    X11ScreenSource(CapturedContent content, StreamConfiguration configuration,
+                    const support::Clock& clock, const std::string& displayName)
+        : capture_(std::make_shared<CaptureThread>(std::move(content), std::move(configuration),
                                                    clock, displayName)) {}
     ~X11ScreenSource() override { stop(); }
 
@@ -207,11 +211,7 @@ std::unique_ptr<ScreenSource> makeX11ScreenSource(const ContentFilter& filter,
                                                   const StreamConfiguration& configuration,
                                                   const support::Clock& clock,
                                                   const std::string& displayName) {
-    const auto* content = std::get_if<DisplayContent>(&filter.content);
-    if (content == nullptr || !content->excludingWindows.empty()) {
-        throw x11Error(Failure::unsupportedContent, "Only a whole display can be recorded.");
-    }
-    return std::make_unique<X11ScreenSource>(content->display, configuration, clock, displayName);
+    return std::make_unique<X11ScreenSource>(filter.content, configuration, clock, displayName);
 }
 
 }  // namespace quorvane::platform::x11

@@ -1,4 +1,4 @@
-// A screen's pictures from an X server.
+// The pictures of a display, a window or an application from an X server.
 // Threads: start() and stop() from any thread but the source's own. Errors: PlatformError of the
 // domain "X11" (or "POSIX").
 #pragma once
@@ -12,8 +12,7 @@
 
 namespace quorvane::platform::x11 {
 
-// The filter's content must be a whole display; else this throws. The clock outlives the source.
-// An empty name means the environment's display.
+// The clock outlives the source. An empty name means the environment's display.
 std::unique_ptr<ScreenSource> makeX11ScreenSource(const ContentFilter& filter,
                                                   const StreamConfiguration& configuration,
                                                   const support::Clock& clock,
