@@ -1,0 +1,33 @@
+// What a program's window is part of: the child of the root window into which a window manager has
+// put it, with its decorations.
+// Units: root pixels. Threads: the connection's. Errors: PlatformError when the connection is lost;
+// a window that is gone is an answer.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+
+#include "platform/linux/x11/connection.h"
+#include "platform/linux/x11/pixel_rect.h"
+
+namespace quorvane::platform::x11 {
+
+// The child of the root window that contains the window: itself where no manager has put it into
+// another. 0 when the window is gone. Waits for the server once a level.
+std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window);
+
+struct WindowFrame {
+    PixelRect outer;  // of the top level, with its border
+    int border = 0;
+    // What the user sees of it: without the shadows that a program draws around its own window
+    // (_GTK_FRAME_EXTENTS). Relative to `outer`, and never empty.
+    PixelRect seen;
+    bool viewable = false;
+    std::uint32_t visual = 0;
+};
+
+// Nothing when either window is gone. Waits for the server once.
+std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint32_t window,
+                                         std::uint32_t topLevel, std::uint32_t extentsAtom);
+
+}  // namespace quorvane::platform::x11

@@ -1,0 +1,268 @@
+#include "platform/linux/x11/window_picture.h"
+
+#include <chrono>
+#include <utility>
+
+#include <xcb/composite.h>
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+#include "platform/linux/x11/atoms.h"
+#include "platform/linux/x11/extensions.h"
+#include "platform/linux/x11/pixel_format.h"
+#include "platform/linux/x11/reply.h"
+#include "platform/linux/x11/x11_error.h"
+
+namespace quorvane::platform::x11 {
+namespace {
+
+using namespace std::chrono_literals;
+
+// How long a program may take to draw its window again before the window is shown as it is.
+constexpr std::chrono::nanoseconds drawingPatience = 400ms;
+
+const Connection& ready(const Connection& connection) {
+    readyFixes(connection);
+    readyComposite(connection);
+    return connection;
+}
+
+void selectEvents(const Connection& connection, std::uint32_t window, std::uint32_t mask) {
+    xcb_change_window_attributes(connection.xcb(), window, XCB_CW_EVENT_MASK, &mask);
+}
+
+}  // namespace
+
+WindowPicture::WindowPicture(const Connection& connection, std::uint32_t window,
+                             const support::Clock& clock)
+    : connection_(ready(connection)),
+      clock_(clock),
+      window_(window),
+      extentsAtom_(atomOf(connection, "_GTK_FRAME_EXTENTS")),
+      outside_(connection),
+      undrawn_(connection) {
+    if (connection.has(xcb_shape_id)) {
+        shapeNoticeType_ = static_cast<std::uint8_t>(
+            connection.extension(xcb_shape_id, "SHAPE").first_event + XCB_SHAPE_NOTIFY);
+    }
+    source_.keepsAspect = true;
+    selectEvents(connection, window,
+                 XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
+    follow();
+    source_.rect = frame_.seen.isEmpty() ? PixelRect{0, 0, 1, 1} : frame_.seen;
+}
+
+WindowPicture::~WindowPicture() {
+    leave();
+}
+
+bool WindowPicture::handle(const Event& event) {
+    if (damage_ && damage_->handle(event)) return true;
+    if (shapeNoticeType_ != 0 && event.type == shapeNoticeType_) {
+        const auto& notice = *static_cast<const xcb_shape_notify_event_t*>(event.record);
+        shapeNoticed_ |= notice.affected_window == topLevel_;
+        return true;
+    }
+    switch (event.type) {
+        case XCB_DESTROY_NOTIFY: {
+            const auto gone = static_cast<const xcb_destroy_notify_event_t*>(event.record)->window;
+            closed_ |= gone == window_;
+            parentNoticed_ = true;
+            break;
+        }
+        case XCB_REPARENT_NOTIFY:
+            parentNoticed_ = true;
+            break;
+        case XCB_MAP_NOTIFY:
+        case XCB_UNMAP_NOTIFY:
+        case XCB_CONFIGURE_NOTIFY:
+            break;
+        case XCB_PROPERTY_NOTIFY:
+            if (static_cast<const xcb_property_notify_event_t*>(event.record)->atom !=
+                extentsAtom_) {
+                return true;
+            }
+            break;
+        default:
+            return false;
+    }
+    structureNoticed_ = true;
+    return true;
+}
+
+void WindowPicture::check() {
+    if (closed_) throwClosed();
+}
+
+bool WindowPicture::noticed() const {
+    return structureNoticed_ || shapeNoticed_ || (damage_ && damage_->noticed());
+}
+
+void WindowPicture::follow() {
+    structureNoticed_ = false;
+    if (std::exchange(parentNoticed_, false)) {
+        const std::uint32_t topLevel = topLevelOf(connection_, window_);
+        if (topLevel == 0) throwClosed();
+        if (topLevel != topLevel_) {
+            leave();
+            enter(topLevel);
+        }
+    }
+    const auto frame = windowFrameOf(connection_, window_, topLevel_, extentsAtom_);
+    if (!frame) {
+        // Its manager takes it out of its frame just now, or it is gone: both will be told.
+        frame_.viewable = false;
+        return;
+    }
+    const WindowFrame before = std::exchange(frame_, *frame);
+    source_.rootX = frame_.outer.x;
+    source_.rootY = frame_.outer.y;
+    if (!frame_.viewable) {
+        // The last picture stands.
+        ready_ |= source_.drawable == 0;
+        newSource_ = false;
+        waitsUntil_.reset();
+        return;
+    }
+    const bool appeared = !before.viewable;
+    const bool resized = frame_.outer.width != before.outer.width ||
+                         frame_.outer.height != before.outer.height ||
+                         frame_.border != before.border;
+    if (!appeared && !resized && frame_.seen == before.seen) return;
+    if ((appeared || resized) && !nameThePicture()) {
+        frame_.viewable = false;
+        return;
+    }
+    newSource_ = true;
+    shapeNoticed_ = true;
+    if (appeared && std::exchange(isFresh_, true)) {
+        // The window is drawn into it anew.
+        undrawn_.assign({frame_.border, frame_.border, frame_.outer.width - 2 * frame_.border,
+                         frame_.outer.height - 2 * frame_.border});
+        isUndrawn_ = true;
+        waitsUntil_ = clock_.hostTime() + drawingPatience;
+    } else if (resized && isUndrawn_) {
+        // What is drawn of the new size comes as damage; what the old one lacked does not matter.
+        isUndrawn_ = false;
+        waitsUntil_.reset();
+    }
+}
+
+void WindowPicture::enter(std::uint32_t topLevel) {
+    xcb_connection_t* xcb = connection_.xcb();
+    topLevel_ = topLevel;
+    frame_ = {};
+    if (topLevel != window_) selectEvents(connection_, topLevel, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
+    if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, topLevel, true);
+    try {
+        // Before the redirection, so that what is drawn because of it is seen.
+        damage_.emplace(connection_, topLevel);
+    } catch (const PlatformError&) {
+        connection_.throwIfLost();
+        // Gone already. Its end, or the window's new place, is told.
+        parentNoticed_ = structureNoticed_ = true;
+    }
+    // Where somebody has redirected it already, it is not drawn anew.
+    const std::uint32_t probe = xcb_generate_id(xcb);
+    const auto cookie = xcb_composite_name_window_pixmap_checked(xcb, topLevel, probe);
+    const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, cookie));
+    isFresh_ = refusal != nullptr;
+    if (!refusal) xcb_free_pixmap(xcb, probe);
+    xcb_composite_redirect_window(xcb, topLevel, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+}
+
+void WindowPicture::leave() {
+    if (topLevel_ == 0) return;
+    xcb_connection_t* xcb = connection_.xcb();
+    damage_.reset();
+    xcb_composite_unredirect_window(xcb, topLevel_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, topLevel_, false);
+    if (topLevel_ != window_) selectEvents(connection_, topLevel_, XCB_EVENT_MASK_NO_EVENT);
+    topLevel_ = 0;
+    xcb_flush(xcb);
+}
+
+bool WindowPicture::nameThePicture() {
+    xcb_connection_t* xcb = connection_.xcb();
+    const std::uint32_t pixmap = xcb_generate_id(xcb);
+    const auto cookie = xcb_composite_name_window_pixmap_checked(xcb, topLevel_, pixmap);
+    const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, cookie));
+    connection_.throwIfLost();
+    if (refusal) return false;  // it was unmapped meanwhile, which is told
+    // The one before is kept until this one is shown.
+    if (pixmap_ != 0 && pixmap_ != source_.drawable) xcb_free_pixmap(xcb, pixmap_);
+    pixmap_ = pixmap;
+    return true;
+}
+
+void WindowPicture::askForShape() {
+    shapeNoticed_ = false;
+    ServerRegion shape(connection_);
+    shape.assignShapeOf(topLevel_);
+    shape.moveBy(frame_.border, frame_.border);
+    outside_.assign({0, 0, frame_.outer.width, frame_.outer.height});
+    outside_.subtract(shape);
+}
+
+void WindowPicture::request() {
+    if (structureNoticed_) follow();
+    asksForDamage_ = damage_.has_value();
+    if (asksForDamage_) damage_->request();
+    asksForHidden_ = pixmap_ != 0 && frame_.viewable && (shapeNoticed_ || isUndrawn_ || newSource_);
+    if (!asksForHidden_) {
+        shapeNoticed_ = false;
+        return;
+    }
+    if (shapeNoticed_) askForShape();
+    if (isUndrawn_ && asksForDamage_) {
+        ServerRegion drawn(connection_);
+        drawn.assign(damage_->region());
+        drawn.moveBy(frame_.border, frame_.border);
+        undrawn_.subtract(drawn);
+    }
+    // Nothing is ever drawn outside of the shape.
+    if (isUndrawn_) undrawn_.subtract(outside_);
+    outsideRequest_ = outside_.requestRects();
+    if (isUndrawn_) undrawnRequest_ = undrawn_.requestRects();
+}
+
+void WindowPicture::receive(RectVisitor& visitor) {
+    if (std::exchange(asksForDamage_, false)) {
+        damage_->receive([&](const PixelRect& rect) {
+            if (source_.drawable == pixmap_) visitor(rect.movedBy(frame_.border, frame_.border));
+        });
+    }
+    if (!std::exchange(asksForHidden_, false)) return;
+    hidden_.clear();
+    const auto add = [&](const PixelRect& rect) { hidden_.push_back(rect); };
+    RectVisitorOf hide(add);
+    outside_.receiveRects(outsideRequest_, hide);
+    if (isUndrawn_) {
+        const std::size_t others = hidden_.size();
+        undrawn_.receiveRects(undrawnRequest_, hide);
+        isUndrawn_ = hidden_.size() > others;
+    }
+    if (isUndrawn_ && waitsUntil_ && clock_.hostTime() < *waitsUntil_) return;
+    waitsUntil_.reset();
+    if (newSource_ || hidden_ != source_.hidden) adopt();
+}
+
+void WindowPicture::adopt() {
+    if (source_.drawable != 0 && source_.drawable != pixmap_) {
+        xcb_free_pixmap(connection_.xcb(), source_.drawable);
+    }
+    ++source_.version;
+    source_.drawable = pixmap_;
+    source_.rect = frame_.seen;
+    source_.existing = frame_.seen;
+    source_.hidden = hidden_;
+    source_.format = pixelFormatOf(connection_, frame_.visual);
+    newSource_ = false;
+    ready_ = true;
+}
+
+void WindowPicture::throwClosed() const {
+    throw x11Error(Failure::windowClosed, "The window that is being recorded was closed.");
+}
+
+}  // namespace quorvane::platform::x11
