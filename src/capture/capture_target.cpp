@@ -50,7 +50,7 @@ CaptureTarget screenTarget(const cli::RecordingRequest& request, const Shareable
                      return std::find(identifiers.begin(), identifiers.end(), window.windowID) !=
                             identifiers.end();
                  });
-    return {platform::DisplayContent{display, std::move(excluded)}, display};
+    return {platform::DisplayContent{display, std::move(excluded), identifiers}, display};
 }
 
 CaptureTarget windowTarget(const cli::RecordingRequest& request, const ShareableContent& content) {

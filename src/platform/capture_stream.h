@@ -21,6 +21,8 @@ namespace quorvane::platform {
 struct DisplayContent {
     Display display;
     std::vector<Window> excludingWindows;
+    // Windows that appear later under one of these are left out, too. None of them needs to exist.
+    std::vector<std::uint32_t> excludedWindowIDs{};
 };
 
 // One window, whatever covers it.

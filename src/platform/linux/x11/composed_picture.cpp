@@ -1,0 +1,361 @@
+#include "platform/linux/x11/composed_picture.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+#include <xcb/composite.h>
+#include <xcb/damage.h>
+#include <xcb/render.h>
+#include <xcb/xcb.h>
+#include <xcb/xfixes.h>
+
+#include "platform/linux/x11/extensions.h"
+#include "platform/linux/x11/reply.h"
+#include "platform/linux/x11/x11_error.h"
+
+namespace quorvane::platform::x11 {
+namespace {
+
+using namespace std::chrono_literals;
+
+// How long programs may take to paint their windows again before the picture is shown as it is.
+constexpr std::chrono::nanoseconds paintingPatience = 400ms;
+
+constexpr xcb_render_color_t black{0, 0, 0, 0xFFFF};
+
+const Connection& ready(const Connection& connection) {
+    readyDamage(connection);
+    readyFixes(connection);
+    readyComposite(connection);
+    return connection;
+}
+
+}  // namespace
+
+const std::uint32_t ComposedPicture::rootEvents = WindowStack::rootEvents | Backdrop::rootEvents;
+
+ComposedPicture::ComposedPicture(const Connection& connection, const PixelRect& area,
+                                 std::vector<std::int32_t> processes, const support::Clock& clock)
+    : connection_(ready(connection)),
+      area_(area),
+      processes_(std::move(processes)),
+      clock_(clock),
+      damageNoticeType_(static_cast<std::uint8_t>(
+          connection.extension(xcb_damage_id, "DAMAGE").first_event + XCB_DAMAGE_NOTIFY)),
+      formats_(connection),
+      manager_(connection),
+      stack_(connection),
+      backdrop_(connection, formats_),
+      rootDamage_(xcb_generate_id(connection.xcb())),
+      pixmap_(xcb_generate_id(connection.xcb())),
+      picture_(xcb_generate_id(connection.xcb())),
+      context_(xcb_generate_id(connection.xcb())),
+      dirty_(connection),
+      background_(connection),
+      free_(connection),
+      cover_(connection),
+      part_(connection) {
+    xcb_connection_t* xcb = connection.xcb();
+    const xcb_screen_t& screen = connection.screen();
+    const auto pixmapCookie = xcb_create_pixmap_checked(
+        xcb, screen.root_depth, pixmap_, screen.root, static_cast<std::uint16_t>(area.width),
+        static_cast<std::uint16_t>(area.height));
+    throwIfRefused(xcb, pixmapCookie.sequence, "hold a picture");
+    xcb_render_create_picture(xcb, picture_, pixmap_, formats_.ofVisual(screen.root_visual).id, 0,
+                              nullptr);
+    const std::uint32_t noExposures = false;
+    xcb_create_gc(xcb, context_, pixmap_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
+    const xcb_rectangle_t all{0, 0, static_cast<std::uint16_t>(area.width),
+                              static_cast<std::uint16_t>(area.height)};
+    xcb_render_fill_rectangles(xcb, XCB_RENDER_PICT_OP_SRC, picture_, black, 1, &all);
+    dirty_.assign({0, 0, area.width, area.height});
+    if (showsAll()) {
+        xcb_damage_create(xcb, rootDamage_, connection.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+        xcb_damage_subtract(xcb, rootDamage_, XCB_NONE, XCB_NONE);
+    }
+    watchPainting();
+    const auto redirection = xcb_composite_redirect_subwindows_checked(
+        xcb, connection.root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    throwIfRefused(xcb, redirection.sequence, "redirect its windows");
+}
+
+// Windows that are redirected now are painted anew; their damage, watched from before, tells where.
+// Those that somebody else has redirected already are as they should be.
+void ComposedPicture::watchPainting() {
+    stack_.update();
+    xcb_connection_t* xcb = connection_.xcb();
+    struct Probe {
+        std::uint32_t pixmap;
+        xcb_void_cookie_t cookie;
+    };
+    std::vector<Probe> probes;
+    for (const TopLevel& state : stack_.bottomToTop()) {
+        if (!isShown(state)) continue;
+        windows_.push_back(std::make_unique<ComposedWindow>(connection_, state.window));
+        const std::uint32_t pixmap = xcb_generate_id(xcb);
+        probes.push_back(
+            {pixmap, xcb_composite_name_window_pixmap_checked(xcb, state.window, pixmap)});
+    }
+    for (std::size_t i = 0; i < probes.size(); ++i) {
+        const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, probes[i].cookie));
+        if (refusal) {
+            windows_[i]->awaitPainting();
+            waitsUntil_ = clock_.hostTime() + paintingPatience;
+        } else {
+            xcb_free_pixmap(xcb, probes[i].pixmap);
+        }
+    }
+    connection_.throwIfLost();
+}
+
+ComposedPicture::~ComposedPicture() {
+    xcb_connection_t* xcb = connection_.xcb();
+    windows_.clear();
+    if (showsAll()) xcb_damage_destroy(xcb, rootDamage_);
+    xcb_composite_unredirect_subwindows(xcb, connection_.root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    xcb_render_free_picture(xcb, picture_);
+    xcb_free_gc(xcb, context_);
+    xcb_free_pixmap(xcb, pixmap_);
+    xcb_flush(xcb);
+}
+
+void ComposedPicture::exclude(std::vector<std::uint32_t> topLevels) {
+    if (topLevels == excluded_) return;
+    excluded_ = std::move(topLevels);
+    exclusionChanged_ = true;
+}
+
+bool ComposedPicture::handle(const Event& event) {
+    if (event.type == damageNoticeType_) {
+        const auto damage = static_cast<const xcb_damage_notify_event_t*>(event.record)->damage;
+        if (damage == rootDamage_) {
+            rootNoticed_ = true;
+            return true;
+        }
+        for (const auto& window : windows_) {
+            if (window->damage() != damage) continue;
+            window->noticed = true;
+            return true;
+        }
+        return false;
+    }
+    if (manager_.handle(event)) {
+        managerChanged_ = true;
+        return true;
+    }
+    // Both need the root window's properties.
+    const bool ofBackdrop = showsAll() && backdrop_.handle(event);
+    return stack_.handle(event) || ofBackdrop;
+}
+
+bool ComposedPicture::noticed() const {
+    return firstLook_ || stack_.noticed() || exclusionChanged_ || managerChanged_ ||
+           backdropRefreshed_ || (showsAll() && backdrop_.noticed()) ||
+           (showsRoot() && rootNoticed_) ||
+           std::any_of(windows_.begin(), windows_.end(),
+                       [](const auto& window) { return window->noticed; });
+}
+
+bool ComposedPicture::isShown(const TopLevel& window) const {
+    if (!window.mapped || !window.hasPixels || window.window == backdrop_.helper()) return false;
+    if (!showsAll() &&
+        std::find(processes_.begin(), processes_.end(), window.processID) == processes_.end()) {
+        return false;
+    }
+    if (std::find(excluded_.begin(), excluded_.end(), window.window) != excluded_.end()) {
+        return false;
+    }
+    return !intersectionOf(window.outer, area_).isEmpty();
+}
+
+std::vector<bool> ComposedPicture::takeWindows() {
+    const bool anew = std::exchange(managerChanged_, false);
+    std::vector<std::unique_ptr<ComposedWindow>> old;
+    old.swap(windows_);
+    std::vector<bool> changed;
+    std::vector<std::uint32_t> stayed;
+    for (const TopLevel& state : stack_.bottomToTop()) {
+        if (!isShown(state)) continue;
+        const auto known = std::find_if(old.begin(), old.end(), [&](const auto& window) {
+            return window && window->window() == state.window;
+        });
+        if (known == old.end()) {
+            windows_.push_back(std::make_unique<ComposedWindow>(connection_, state.window));
+        } else {
+            windows_.push_back(std::move(*known));
+            stayed.push_back(state.window);
+        }
+        changed.push_back(windows_.back()->update(state, formats_, manager_.runs(), anew));
+    }
+    for (const auto& gone : old) {
+        if (gone) dirty_.add(gone->visible);
+    }
+    // Where translucent windows lie on others, a new order shows, though no window has changed.
+    std::erase_if(order_, [&](std::uint32_t window) {
+        return std::find(stayed.begin(), stayed.end(), window) == stayed.end();
+    });
+    if (order_ != stayed) {
+        for (std::size_t i = 0; i < windows_.size(); ++i)
+            changed[i] = changed[i] || !windows_[i]->isOpaque();
+    }
+    order_.clear();
+    for (const auto& window : windows_)
+        order_.push_back(window->window());
+    return changed;
+}
+
+// What differs from before becomes dirty: all of a window that has changed itself, and what comes
+// to be seen of the others and of the background.
+void ComposedPicture::restack() {
+    stack_.update();
+    if (showsAll() && (backdrop_.noticed() || managerChanged_)) {
+        backdrop_.update(manager_.runs());
+        dirty_.add(background_);
+    }
+    exclusionChanged_ = false;
+    const std::vector<bool> changed = takeWindows();
+    const PixelRect whole{0, 0, area_.width, area_.height};
+    cover_.clear();
+    free_.assign(whole);
+    for (std::size_t i = windows_.size(); i-- > 0;) {
+        ComposedWindow& window = *windows_[i];
+        window.before.assign(window.visible);
+        window.assignShapeTo(window.visible, area_);
+        free_.subtract(window.visible);
+        part_.assign(whole);
+        window.visible.intersect(part_);
+        window.visible.subtract(cover_);
+        if (window.isOpaque()) cover_.add(window.visible);
+        if (changed[i]) {
+            dirty_.add(window.before);
+            dirty_.add(window.visible);
+        } else {
+            part_.assign(window.visible);
+            part_.subtract(window.before);
+            dirty_.add(part_);
+        }
+    }
+    if (showsRoot()) {
+        for (const std::uint32_t window : excluded_) {
+            const auto windows = stack_.bottomToTop();
+            const auto found = std::find_if(
+                windows.begin(), windows.end(),
+                [&](const TopLevel& each) { return each.window == window && each.mapped; });
+            if (found == windows.end()) continue;
+            part_.assignShapeOf(window);
+            part_.moveBy(found->outer.x + found->border - area_.x,
+                         found->outer.y + found->border - area_.y);
+            free_.subtract(part_);
+        }
+    } else {
+        free_.clear();
+    }
+    part_.assign(background_);
+    background_.assign(whole);
+    background_.subtract(cover_);
+    cover_.assign(background_);
+    cover_.subtract(part_);
+    dirty_.add(cover_);
+}
+
+void ComposedPicture::takeDamage() {
+    for (const auto& window : windows_) {
+        if (!window->noticed && !firstLook_) continue;
+        window->takeDamage(part_, area_);
+        part_.intersect(window->visible);
+        dirty_.add(part_);
+    }
+    if (!showsRoot() || !std::exchange(rootNoticed_, false)) return;
+    // The windows that the server shows on the root window are damage of it, too.
+    xcb_damage_subtract(connection_.xcb(), rootDamage_, XCB_NONE, part_.id());
+    part_.moveBy(-area_.x, -area_.y);
+    part_.intersect(free_);
+    dirty_.add(part_);
+    rootRequest_ = part_.requestRects();
+}
+
+void ComposedPicture::paint() {
+    xcb_connection_t* xcb = connection_.xcb();
+    part_.assign(background_);
+    part_.intersect(dirty_);
+    xcb_xfixes_set_picture_clip_region(xcb, picture_, part_.id(), 0, 0);
+    const auto width = static_cast<std::uint16_t>(area_.width);
+    const auto height = static_cast<std::uint16_t>(area_.height);
+    if (showsAll()) {
+        backdrop_.paint(picture_, area_);
+    } else {
+        const xcb_rectangle_t all{0, 0, width, height};
+        xcb_render_fill_rectangles(xcb, XCB_RENDER_PICT_OP_SRC, picture_, black, 1, &all);
+    }
+    if (showsRoot()) {
+        // What was drawn on the root window itself.
+        part_.intersect(free_);
+        xcb_xfixes_set_gc_clip_region(xcb, context_, part_.id(), 0, 0);
+        xcb_copy_area(xcb, connection_.root(), pixmap_, context_,
+                      static_cast<std::int16_t>(area_.x), static_cast<std::int16_t>(area_.y), 0, 0,
+                      width, height);
+    }
+    for (const auto& window : windows_) {
+        part_.assign(window->visible);
+        part_.intersect(dirty_);
+        if (window->isUnpainted()) {
+            window->assignUnpaintedTo(cover_, area_);
+            part_.subtract(cover_);
+        }
+        xcb_xfixes_set_picture_clip_region(xcb, picture_, part_.id(), 0, 0);
+        window->paint(picture_, area_);
+    }
+}
+
+void ComposedPicture::request() {
+    if (firstLook_ || stack_.noticed() || exclusionChanged_ || managerChanged_ ||
+        (showsAll() && backdrop_.noticed())) {
+        restack();
+    }
+    if (std::exchange(backdropRefreshed_, false)) dirty_.add(background_);
+    takeDamage();
+    firstLook_ = false;
+    paint();
+    dirtyRequest_ = dirty_.requestRects();
+    dirty_.clear();
+    requestUnpainted();
+}
+
+void ComposedPicture::requestUnpainted() {
+    unpaintedRequests_.clear();
+    for (const auto& window : windows_) {
+        if (!window->isUnpainted()) continue;
+        unpaintedRequests_.push_back({window.get(), window->unpaintedRegion().requestRects()});
+    }
+}
+
+void ComposedPicture::receive(RectVisitor& visitor) {
+    if (const auto request = std::exchange(rootRequest_, std::nullopt)) {
+        bool drawn = false;
+        const auto note = [&](const PixelRect&) { drawn = true; };
+        RectVisitorOf noting(note);
+        part_.receiveRects(*request, noting);
+        if (drawn && backdrop_.helper() != 0) {
+            backdrop_.refresh();
+            backdropRefreshed_ = true;
+        }
+    }
+    dirty_.receiveRects(dirtyRequest_, visitor);
+    receiveUnpainted();
+}
+
+void ComposedPicture::receiveUnpainted() {
+    bool allPainted = true;
+    for (const auto& [window, request] : unpaintedRequests_) {
+        bool painted = true;
+        const auto note = [&](const PixelRect&) { painted = false; };
+        RectVisitorOf noting(note);
+        window->unpaintedRegion().receiveRects(request, noting);
+        if (painted) window->endAwaiting();
+        allPainted = allPainted && painted;
+    }
+    if (waitsUntil_ && (allPainted || clock_.hostTime() >= *waitsUntil_)) waitsUntil_.reset();
+}
+
+}  // namespace quorvane::platform::x11

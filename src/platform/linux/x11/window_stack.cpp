@@ -1,0 +1,244 @@
+#include "platform/linux/x11/window_stack.h"
+
+#include <algorithm>
+#include <optional>
+
+#include <xcb/shape.h>
+#include <xcb/xcb.h>
+
+#include "platform/linux/x11/atoms.h"
+#include "platform/linux/x11/reply.h"
+
+namespace quorvane::platform::x11 {
+namespace {
+
+// How deep in a manager's frame a program's window may lie.
+constexpr int deepestProgramWindow = 3;
+
+}  // namespace
+
+const std::uint32_t WindowStack::rootEvents = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+
+WindowStack::WindowStack(const Connection& connection)
+    : connection_(connection),
+      owners_(connection),
+      stateAtom_(atomOf(connection, "WM_STATE")),
+      opacityAtom_(atomOf(connection, "_NET_WM_WINDOW_OPACITY")) {
+    if (connection.has(xcb_shape_id)) {
+        shapeNoticeType_ = static_cast<std::uint8_t>(
+            connection.extension(xcb_shape_id, "SHAPE").first_event + XCB_SHAPE_NOTIFY);
+    }
+}
+
+TopLevel* WindowStack::find(std::uint32_t window) {
+    const auto found = std::find_if(windows_.begin(), windows_.end(),
+                                    [&](const TopLevel& each) { return each.window == window; });
+    return found == windows_.end() ? nullptr : &*found;
+}
+
+bool WindowStack::handle(const Event& event) {
+    if (shapeNoticeType_ != 0 && event.type == shapeNoticeType_) {
+        const auto& notice = *static_cast<const xcb_shape_notify_event_t*>(event.record);
+        TopLevel* window = find(notice.affected_window);
+        if (window != nullptr && notice.shape_kind == XCB_SHAPE_SK_BOUNDING) {
+            ++window->shapings;
+            noticed_ = true;
+        }
+        return window != nullptr;
+    }
+    switch (event.type) {
+        case XCB_CREATE_NOTIFY:
+        case XCB_DESTROY_NOTIFY:
+        case XCB_CIRCULATE_NOTIFY:
+            treeNoticed_ = noticed_ = true;
+            return true;
+        case XCB_REPARENT_NOTIFY:
+            treeNoticed_ = identityNoticed_ = noticed_ = true;
+            return true;
+        case XCB_MAP_NOTIFY:
+            if (TopLevel* window =
+                    find(static_cast<const xcb_map_notify_event_t*>(event.record)->window)) {
+                window->mapped = true;
+                ++window->mappings;
+                identityNoticed_ = noticed_ = true;
+            }
+            return true;
+        case XCB_UNMAP_NOTIFY:
+            if (TopLevel* window =
+                    find(static_cast<const xcb_unmap_notify_event_t*>(event.record)->window)) {
+                window->mapped = false;
+                noticed_ = true;
+            }
+            return true;
+        case XCB_CONFIGURE_NOTIFY:
+            return handleConfigure(event.record);
+        case XCB_PROPERTY_NOTIFY: {
+            const auto atom = static_cast<const xcb_property_notify_event_t*>(event.record)->atom;
+            if (atom != stateAtom_ && atom != opacityAtom_) return false;
+            identityNoticed_ = noticed_ = true;
+            return true;
+        }
+        default:
+            return false;
+    }
+}
+
+bool WindowStack::handleConfigure(const void* record) {
+    const auto& notice = *static_cast<const xcb_configure_notify_event_t*>(record);
+    if (notice.event != connection_.root() || notice.window == connection_.root()) return false;
+    noticed_ = true;
+    TopLevel* window = find(notice.window);
+    if (window == nullptr) return true;
+    window->border = notice.border_width;
+    window->outer = {notice.x, notice.y, notice.width + 2 * notice.border_width,
+                     notice.height + 2 * notice.border_width};
+    const std::uint32_t below = window == windows_.data() ? 0 : (window - 1)->window;
+    treeNoticed_ |= below != notice.above_sibling;
+    return true;
+}
+
+void WindowStack::update() {
+    noticed_ = false;
+    if (treeNoticed_) readTree();
+    if (identityNoticed_) identify();
+    connection_.throwIfLost();
+}
+
+void WindowStack::readTree() {
+    treeNoticed_ = false;
+    xcb_connection_t* xcb = connection_.xcb();
+    const Reply<xcb_query_tree_reply_t> tree(
+        xcb_query_tree_reply(xcb, xcb_query_tree(xcb, connection_.root()), nullptr));
+    if (!tree) return;
+    const std::span children(xcb_query_tree_children(tree.get()),
+                             static_cast<std::size_t>(xcb_query_tree_children_length(tree.get())));
+
+    struct Question {
+        std::size_t index;
+        xcb_get_window_attributes_cookie_t attributes;
+        xcb_get_geometry_cookie_t geometry;
+    };
+    std::vector<Question> questions;
+    std::vector<TopLevel> next;
+    for (const std::uint32_t window : children) {
+        const TopLevel* known = find(window);
+        next.push_back(known != nullptr ? *known : TopLevel{});
+        if (known != nullptr) continue;
+        next.back().window = window;
+        const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+        xcb_change_window_attributes(xcb, window, XCB_CW_EVENT_MASK, &mask);
+        if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, window, true);
+        questions.push_back({next.size() - 1, xcb_get_window_attributes(xcb, window),
+                             xcb_get_geometry(xcb, window)});
+    }
+    for (const Question& question : questions) {
+        TopLevel& window = next[question.index];
+        const Reply<xcb_get_window_attributes_reply_t> attributes(
+            xcb_get_window_attributes_reply(xcb, question.attributes, nullptr));
+        const Reply<xcb_get_geometry_reply_t> geometry(
+            xcb_get_geometry_reply(xcb, question.geometry, nullptr));
+        if (!attributes || !geometry) {
+            window.window = 0;
+            continue;
+        }
+        window.border = geometry->border_width;
+        window.outer = {geometry->x, geometry->y, geometry->width + 2 * window.border,
+                        geometry->height + 2 * window.border};
+        window.mapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
+        window.hasPixels = attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
+        window.overrideRedirect = attributes->override_redirect;
+        window.visual = attributes->visual;
+        identityNoticed_ |= window.mapped;
+    }
+    std::erase_if(next, [](const TopLevel& window) { return window.window == 0; });
+    windows_ = std::move(next);
+}
+
+void WindowStack::identify() {
+    identityNoticed_ = false;
+    std::vector<std::size_t> indices;
+    for (std::size_t i = 0; i < windows_.size(); ++i) {
+        if (windows_[i].mapped && windows_[i].hasPixels) indices.push_back(i);
+    }
+    const auto programWindows = programWindowsOf(indices);
+    const auto processes = owners_.processesOf(programWindows);
+    for (std::size_t i = 0; i < indices.size(); ++i)
+        windows_[indices[i]].processID = processes[i];
+    readOpacities(indices, programWindows);
+}
+
+// A manager sets WM_STATE on the windows that it has put into frames. A top level that has none in
+// it belongs to the program that made it.
+std::vector<std::uint32_t> WindowStack::programWindowsOf(std::span<const std::size_t> indices) {
+    xcb_connection_t* xcb = connection_.xcb();
+    std::vector<std::uint32_t> result;
+    struct Candidate {
+        std::size_t place;  // in the result
+        std::uint32_t window;
+        xcb_get_property_cookie_t state;
+        xcb_query_tree_cookie_t children;
+    };
+    std::vector<Candidate> level;
+    const auto ask = [&](std::size_t place, std::uint32_t window) {
+        level.push_back({place, window,
+                         xcb_get_property(xcb, false, window, stateAtom_, XCB_ATOM_ANY, 0, 0),
+                         xcb_query_tree(xcb, window)});
+    };
+    for (const std::size_t index : indices) {
+        result.push_back(windows_[index].window);
+        if (!windows_[index].overrideRedirect) ask(result.size() - 1, windows_[index].window);
+    }
+    std::vector<bool> found(result.size(), false);
+    for (int depth = 0; !level.empty(); ++depth) {
+        std::vector<Candidate> parents;
+        parents.swap(level);
+        for (const Candidate& candidate : parents) {
+            const Reply<xcb_get_property_reply_t> state(
+                xcb_get_property_reply(xcb, candidate.state, nullptr));
+            const Reply<xcb_query_tree_reply_t> children(
+                xcb_query_tree_reply(xcb, candidate.children, nullptr));
+            if (found[candidate.place]) continue;
+            if (state && state->type != XCB_NONE) {
+                result[candidate.place] = candidate.window;
+                found[candidate.place] = true;
+                continue;
+            }
+            if (!children || depth == deepestProgramWindow) continue;
+            const auto* windows = xcb_query_tree_children(children.get());
+            for (int i = xcb_query_tree_children_length(children.get()); i-- > 0;) {
+                // So that a state that is set later is told.
+                const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+                xcb_change_window_attributes(xcb, windows[i], XCB_CW_EVENT_MASK, &mask);
+                ask(candidate.place, windows[i]);
+            }
+        }
+    }
+    return result;
+}
+
+void WindowStack::readOpacities(std::span<const std::size_t> indices,
+                                std::span<const std::uint32_t> programWindows) {
+    xcb_connection_t* xcb = connection_.xcb();
+    const auto ask = [&](std::uint32_t window) {
+        return xcb_get_property(xcb, false, window, opacityAtom_, XCB_ATOM_CARDINAL, 0, 1);
+    };
+    std::vector<xcb_get_property_cookie_t> cookies;
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        cookies.push_back(ask(windows_[indices[i]].window));
+        cookies.push_back(ask(programWindows[i]));
+    }
+    const auto receive = [&](xcb_get_property_cookie_t cookie) -> std::optional<std::uint32_t> {
+        const Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(xcb, cookie, nullptr));
+        if (!reply || reply->format != 32 || xcb_get_property_value_length(reply.get()) != 4) {
+            return std::nullopt;
+        }
+        return *static_cast<const std::uint32_t*>(xcb_get_property_value(reply.get()));
+    };
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        const auto ofFrame = receive(cookies[2 * i]);
+        const auto ofProgram = receive(cookies[2 * i + 1]);
+        windows_[indices[i]].opacity = ofFrame.value_or(ofProgram.value_or(0xFFFFFFFF));
+    }
+}
+
+}  // namespace quorvane::platform::x11

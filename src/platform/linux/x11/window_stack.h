@@ -1,0 +1,69 @@
+// The children of the root window, as they lie one on another, and whose they are.
+// Why it does not ask for everything anew at each change: a window that is dragged changes its
+// place a hundred times a second, and the events tell where to.
+// Units: root pixels. Threads: the connection's. Errors: PlatformError when the connection is lost;
+// windows that vanish while they are asked for are left out.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "platform/linux/x11/connection.h"
+#include "platform/linux/x11/event.h"
+#include "platform/linux/x11/pixel_rect.h"
+#include "platform/linux/x11/window_owner.h"
+
+namespace quorvane::platform::x11 {
+
+struct TopLevel {
+    std::uint32_t window = 0;
+    PixelRect outer;  // with its border
+    int border = 0;
+    bool mapped = false;
+    bool hasPixels = false;  // else it only takes input
+    bool overrideRedirect = false;
+    std::uint32_t visual = 0;
+    std::uint32_t opacity = 0xFFFFFFFF;  // as its program wishes; all bits set is opaque
+    std::int32_t processID = 0;          // of the program in it, not of its manager; 0: not known
+    unsigned mappings = 0;               // how often it was mapped: each begins a new picture
+    unsigned shapings = 0;               // how often its shape has changed
+};
+
+class WindowStack {
+  public:
+    // What the connection must select of the root window.
+    static const std::uint32_t rootEvents;
+
+    explicit WindowStack(const Connection& connection);
+
+    bool handle(const Event& event);
+    // Something has changed since the last update().
+    bool noticed() const { return noticed_; }
+    // Waits for the server as far as the events do not tell everything.
+    void update();
+
+    std::span<const TopLevel> bottomToTop() const { return windows_; }
+
+  private:
+    TopLevel* find(std::uint32_t window);
+    bool handleConfigure(const void* record);
+    void readTree();
+    void identify();
+    std::vector<std::uint32_t> programWindowsOf(std::span<const std::size_t> indices);
+    void readOpacities(std::span<const std::size_t> indices,
+                       std::span<const std::uint32_t> programWindows);
+
+    const Connection& connection_;
+    const WindowOwners owners_;
+    std::uint32_t stateAtom_;
+    std::uint32_t opacityAtom_;
+    std::uint8_t shapeNoticeType_ = 0;  // 0: no shapes
+
+    std::vector<TopLevel> windows_;
+    bool noticed_ = true;
+    bool treeNoticed_ = true;
+    bool identityNoticed_ = true;
+};
+
+}  // namespace quorvane::platform::x11
