@@ -10,12 +10,11 @@
 #include <vector>
 
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include "pixels/i420_conversion.h"
-#include "platform/linux/x11/display_ids.h"
 #include "platform/platform_error.h"
 #include "unit/x11/frame.h"
+#include "unit/x11/source_recording.h"
 #include "unit/x11/x_client.h"
 #include "unit/x11/x_server.h"
 
@@ -23,75 +22,6 @@ namespace quorvane::platform::x11 {
 namespace {
 
 using namespace std::chrono_literals;
-
-class MonotonicClock final : public support::Clock {
-  public:
-    support::MediaTime hostTime() const override {
-        timespec now{};
-        clock_gettime(CLOCK_MONOTONIC, &now);
-        return support::MediaTime(std::chrono::seconds(now.tv_sec) +
-                                  std::chrono::nanoseconds(now.tv_nsec));
-    }
-    support::WallTime wallTime() const override { return {}; }
-};
-
-const MonotonicClock monotonicClock;
-
-std::uint32_t idOf(const std::string& name) {
-    return displayIDsOf(std::vector<std::string>{name})[0];
-}
-
-// Of Xvfb's only monitor.
-Display wholeScreen(int width, int height) {
-    return {idOf("screen"),
-            width,
-            height,
-            {0, 0, static_cast<double>(width), static_cast<double>(height)}};
-}
-
-StreamConfiguration regionOf(const support::Rect& rect, int width, int height) {
-    StreamConfiguration configuration;
-    configuration.sourceRect = rect;
-    configuration.width = width;
-    configuration.height = height;
-    configuration.minimumFrameInterval = 16'666'667ns;
-    configuration.queueDepth = 6;
-    configuration.showsCursor = true;
-    return configuration;
-}
-
-// The log lives longer than the source that reports to it.
-struct Recording {
-    Recording(const XServer& server, const Display& display,
-              const StreamConfiguration& configuration)
-        : source(makeX11ScreenSource({DisplayContent{display, {}}, display.frame, 1}, configuration,
-                                     monotonicClock, server.displayName())) {}
-    ~Recording() { source->stop(); }
-
-    void start() { source->start(log.events()); }
-
-    FrameLog log;
-    std::unique_ptr<ScreenSource> source;
-};
-
-::testing::AssertionResult isColour(const Rgb& seen, int red, int green, int blue) {
-    const double worst = std::max(
-        {std::abs(seen.red - red), std::abs(seen.green - green), std::abs(seen.blue - blue)});
-    if (worst <= 3) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure()
-           << "seen " << seen.red << ", " << seen.green << ", " << seen.blue << " instead of "
-           << red << ", " << green << ", " << blue;
-}
-
-std::string descriptionOf(std::exception_ptr error) {
-    if (!error) return "";
-    try {
-        std::rethrow_exception(error);
-    } catch (const PlatformError& failure) {
-        EXPECT_EQ(failure.domain(), "X11");
-        return failure.description();
-    }
-}
 
 // Grey pixels, each of its own shade, whose luma tells them apart.
 std::vector<std::uint32_t> greyNoise(int width, int height, unsigned seed) {

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 #include <xcb/randr.h>
+#include <xcb/shape.h>
 #include <xcb/xcb.h>
 #include <xcb/xcbext.h>
 #include <xcb/xtest.h>
@@ -78,6 +79,140 @@ std::uint32_t XClient::openWindow(const PixelRect& rect, std::uint32_t pixel) {
     xcb_map_window(xcb, window);
     sync();
     return window;
+}
+
+std::uint32_t XClient::openBareWindow(const PixelRect& rect, bool withAlpha) {
+    xcb_connection_t* xcb = connection_.xcb();
+    const xcb_screen_t& screen = connection_.screen();
+    std::uint32_t visual = screen.root_visual;
+    auto depths = xcb_screen_allowed_depths_iterator(&screen);
+    for (; withAlpha && depths.rem > 0; xcb_depth_next(&depths)) {
+        if (depths.data->depth == 32) visual = xcb_depth_visuals(depths.data)->visual_id;
+    }
+    const std::uint32_t colours = xcb_generate_id(xcb);
+    xcb_create_colormap(xcb, XCB_COLORMAP_ALLOC_NONE, colours, screen.root, visual);
+    const std::uint32_t window = xcb_generate_id(xcb);
+    const xcb_rectangle_t at = wire(rect);
+    const std::uint32_t values[] = {XCB_BACK_PIXMAP_NONE, 0, true, colours};
+    xcb_create_window(
+        xcb, withAlpha ? 32 : screen.root_depth, window, screen.root, at.x, at.y, at.width,
+        at.height, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
+        XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP,
+        values);
+    xcb_map_window(xcb, window);
+    sync();
+    return window;
+}
+
+std::uint32_t XClient::makeWindow(const PixelRect& rect, std::uint32_t pixel, std::uint32_t parent,
+                                  int border) {
+    xcb_connection_t* xcb = connection_.xcb();
+    const std::uint32_t window = xcb_generate_id(xcb);
+    const xcb_rectangle_t at = wire(rect);
+    const std::uint32_t values[] = {pixel, 0x00FFFF};
+    xcb_create_window(xcb, XCB_COPY_FROM_PARENT, window, parent == 0 ? root() : parent, at.x, at.y,
+                      at.width, at.height, static_cast<std::uint16_t>(border),
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL, values);
+    sync();
+    return window;
+}
+
+void XClient::mapWindow(std::uint32_t window) {
+    xcb_map_window(connection_.xcb(), window);
+    sync();
+}
+
+void XClient::unmapWindow(std::uint32_t window) {
+    xcb_unmap_window(connection_.xcb(), window);
+    sync();
+}
+
+void XClient::resizeWindow(std::uint32_t window, int width, int height) {
+    const std::int32_t values[] = {width, height};
+    xcb_configure_window(connection_.xcb(), window,
+                         XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT, values);
+    sync();
+}
+
+void XClient::raiseWindow(std::uint32_t window) {
+    const std::uint32_t mode = XCB_STACK_MODE_ABOVE;
+    xcb_configure_window(connection_.xcb(), window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+    sync();
+}
+
+void XClient::lowerWindow(std::uint32_t window) {
+    const std::uint32_t mode = XCB_STACK_MODE_BELOW;
+    xcb_configure_window(connection_.xcb(), window, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+    sync();
+}
+
+void XClient::reparentWindow(std::uint32_t window, std::uint32_t parent, int x, int y) {
+    xcb_reparent_window(connection_.xcb(), window, parent == 0 ? root() : parent,
+                        static_cast<std::int16_t>(x), static_cast<std::int16_t>(y));
+    sync();
+}
+
+void XClient::shapeWindow(std::uint32_t window, const std::vector<PixelRect>& shape) {
+    xcb_connection_t* xcb = connection_.xcb();
+    if (shape.empty()) {
+        xcb_shape_mask(xcb, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, window, 0, 0, XCB_NONE);
+    } else {
+        std::vector<xcb_rectangle_t> rects;
+        for (const PixelRect& rect : shape)
+            rects.push_back(wire(rect));
+        xcb_shape_rectangles(xcb, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING,
+                             XCB_CLIP_ORDERING_UNSORTED, window, 0, 0,
+                             static_cast<std::uint32_t>(rects.size()), rects.data());
+    }
+    sync();
+}
+
+void XClient::fillWindow(std::uint32_t window, const PixelRect& rect, std::uint32_t pixel) {
+    xcb_connection_t* xcb = connection_.xcb();
+    const std::uint32_t context = xcb_generate_id(xcb);
+    xcb_create_gc(xcb, context, window, XCB_GC_FOREGROUND, &pixel);
+    const xcb_rectangle_t rectangle = wire(rect);
+    xcb_poly_fill_rectangle(xcb, window, context, 1, &rectangle);
+    xcb_free_gc(xcb, context);
+    sync();
+}
+
+void XClient::setRootBackground(std::uint32_t pixel) {
+    xcb_connection_t* xcb = connection_.xcb();
+    xcb_change_window_attributes(xcb, root(), XCB_CW_BACK_PIXEL, &pixel);
+    xcb_clear_area(xcb, false, root(), 0, 0, 0, 0);
+    sync();
+}
+
+void XClient::setProperty(std::uint32_t window, const std::string& name,
+                          const std::vector<std::uint32_t>& values) {
+    xcb_change_property(connection_.xcb(), XCB_PROP_MODE_REPLACE, window, atom(name),
+                        XCB_ATOM_CARDINAL, 32, static_cast<std::uint32_t>(values.size()),
+                        values.data());
+    sync();
+}
+
+void XClient::markManaged(std::uint32_t window) {
+    setProperty(window, "WM_STATE", {1, 0});
+}
+
+void XClient::claimToComposite() {
+    const std::uint32_t owner = makeWindow({0, 0, 1, 1}, 0, 0);
+    xcb_set_selection_owner(connection_.xcb(), owner, atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+    sync();
+}
+
+void XClient::setDesktopPicture(std::uint32_t pixel) {
+    xcb_connection_t* xcb = connection_.xcb();
+    const std::uint32_t pixmap = xcb_generate_id(xcb);
+    xcb_create_pixmap(xcb, connection_.screen().root_depth, pixmap, root(), 16, 16);
+    fillWindow(pixmap, {0, 0, 16, 16}, pixel);
+    xcb_change_window_attributes(xcb, root(), XCB_CW_BACK_PIXMAP, &pixmap);
+    xcb_clear_area(xcb, false, root(), 0, 0, 0, 0);
+    xcb_change_property(xcb, XCB_PROP_MODE_REPLACE, root(), atom("_XROOTPMAP_ID"), XCB_ATOM_PIXMAP,
+                        32, 1, &pixmap);
+    sync();
 }
 
 void XClient::moveWindow(std::uint32_t window, int x, int y) {

@@ -74,39 +74,45 @@ ComposedPicture::ComposedPicture(const Connection& connection, const PixelRect& 
         xcb_damage_create(xcb, rootDamage_, connection.root(), XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
         xcb_damage_subtract(xcb, rootDamage_, XCB_NONE, XCB_NONE);
     }
-    watchPainting();
-    const auto redirection = xcb_composite_redirect_subwindows_checked(
-        xcb, connection.root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
-    throwIfRefused(xcb, redirection.sequence, "redirect its windows");
+    redirect();
 }
 
-// Windows that are redirected now are painted anew; their damage, watched from before, tells where.
-// Those that somebody else has redirected already are as they should be.
-void ComposedPicture::watchPainting() {
+// What of the windows is visible when they are redirected stays; their damage tells when the rest
+// has been painted. Those that somebody else has redirected already are as they should be.
+void ComposedPicture::redirect() {
     stack_.update();
     xcb_connection_t* xcb = connection_.xcb();
     struct Probe {
+        std::uint32_t window;
         std::uint32_t pixmap;
         xcb_void_cookie_t cookie;
     };
     std::vector<Probe> probes;
     for (const TopLevel& state : stack_.bottomToTop()) {
         if (!isShown(state)) continue;
-        windows_.push_back(std::make_unique<ComposedWindow>(connection_, state.window));
         const std::uint32_t pixmap = xcb_generate_id(xcb);
-        probes.push_back(
-            {pixmap, xcb_composite_name_window_pixmap_checked(xcb, state.window, pixmap)});
+        probes.push_back({state.window, pixmap,
+                          xcb_composite_name_window_pixmap_checked(xcb, state.window, pixmap)});
     }
+    std::vector<bool> fresh;
+    for (const Probe& probe : probes) {
+        const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, probe.cookie));
+        fresh.push_back(refusal != nullptr);
+        if (!refusal) xcb_free_pixmap(xcb, probe.pixmap);
+    }
+    // Nothing may cover a window between the two.
+    xcb_grab_server(xcb);
     for (std::size_t i = 0; i < probes.size(); ++i) {
-        const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, probes[i].cookie));
-        if (refusal) {
-            windows_[i]->awaitPainting();
-            waitsUntil_ = clock_.hostTime() + paintingPatience;
-        } else {
-            xcb_free_pixmap(xcb, probes[i].pixmap);
-        }
+        windows_.push_back(
+            std::make_unique<ComposedWindow>(connection_, probes[i].window, fresh[i]));
+        if (!fresh[i]) continue;
+        windows_.back()->awaitPainting();
+        waitsUntil_ = clock_.hostTime() + paintingPatience;
     }
-    connection_.throwIfLost();
+    const auto redirection = xcb_composite_redirect_subwindows_checked(
+        xcb, connection_.root(), XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    xcb_ungrab_server(xcb);
+    throwIfRefused(xcb, redirection.sequence, "redirect its windows");
 }
 
 ComposedPicture::~ComposedPicture() {
@@ -181,7 +187,7 @@ std::vector<bool> ComposedPicture::takeWindows() {
             return window && window->window() == state.window;
         });
         if (known == old.end()) {
-            windows_.push_back(std::make_unique<ComposedWindow>(connection_, state.window));
+            windows_.push_back(std::make_unique<ComposedWindow>(connection_, state.window, false));
         } else {
             windows_.push_back(std::move(*known));
             stayed.push_back(state.window);

@@ -59,7 +59,7 @@ class ComposedPicture {
     // What the root window itself shows matters: it is not covered by what a manager paints.
     bool showsRoot() const { return showsAll() && !manager_.runs(); }
     bool isShown(const TopLevel& window) const;
-    void watchPainting();
+    void redirect();
     void restack();
     // Takes the windows over in their stacking. Gives for each whether it has changed itself.
     std::vector<bool> takeWindows();

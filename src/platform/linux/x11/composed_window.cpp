@@ -9,7 +9,8 @@
 
 namespace quorvane::platform::x11 {
 
-ComposedWindow::ComposedWindow(const Connection& connection, std::uint32_t window)
+ComposedWindow::ComposedWindow(const Connection& connection, std::uint32_t window,
+                               bool beginsWithVisible)
     : visible(connection),
       before(connection),
       connection_(connection),
@@ -19,8 +20,7 @@ ComposedWindow::ComposedWindow(const Connection& connection, std::uint32_t windo
     state_.window = window;
     xcb_connection_t* xcb = connection.xcb();
     xcb_damage_create(xcb, damage_, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
-    // A window's damage begins as all of it.
-    xcb_damage_subtract(xcb, damage_, XCB_NONE, XCB_NONE);
+    if (!beginsWithVisible) xcb_damage_subtract(xcb, damage_, XCB_NONE, XCB_NONE);
 }
 
 ComposedWindow::~ComposedWindow() {

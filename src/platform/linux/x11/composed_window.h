@@ -14,7 +14,8 @@ namespace quorvane::platform::x11 {
 
 class ComposedWindow {
   public:
-    ComposedWindow(const Connection& connection, std::uint32_t window);
+    // Its damage begins with nothing, or with what of it is visible.
+    ComposedWindow(const Connection& connection, std::uint32_t window, bool beginsWithVisible);
     ~ComposedWindow();
     ComposedWindow(const ComposedWindow&) = delete;
     ComposedWindow& operator=(const ComposedWindow&) = delete;
@@ -28,8 +29,8 @@ class ComposedWindow {
     // stacking. `anew`: its picture may be another one though nothing else differs.
     bool update(const TopLevel& state, const RenderFormats& formats, bool showsAlpha, bool anew);
 
-    // Before the first update(): the window is painted anew because it is redirected. Until all of
-    // it is, what has not been painted shows what happened to be on the screen.
+    // Before the first update(): the window is being redirected. What of it was visible stays; the
+    // rest shows what happened to be on the screen until it is painted.
     void awaitPainting() { unpainted_ = true; }
     bool isUnpainted() const { return unpainted_; }
     void endAwaiting() { unpainted_ = false; }

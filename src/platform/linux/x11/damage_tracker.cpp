@@ -17,7 +17,7 @@ const Connection& ready(const Connection& connection) {
 
 }  // namespace
 
-DamageTracker::DamageTracker(const Connection& connection, std::uint32_t window)
+DamageTracker::DamageTracker(const Connection& connection, std::uint32_t window, Begin begin)
     : connection_(ready(connection)),
       noticeType_(static_cast<std::uint8_t>(
           connection.extension(xcb_damage_id, "DAMAGE").first_event + XCB_DAMAGE_NOTIFY)),
@@ -26,9 +26,10 @@ DamageTracker::DamageTracker(const Connection& connection, std::uint32_t window)
     xcb_connection_t* xcb = connection.xcb();
     const auto createCookie =
         xcb_damage_create_checked(xcb, damage_, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
-    // A window's damage begins as all of it.
-    const auto subtractCookie = xcb_damage_subtract_checked(xcb, damage_, XCB_NONE, XCB_NONE);
     throwIfRefused(xcb, createCookie.sequence, "report drawing");
+    if (begin == Begin::withWhatIsVisible) return;
+    // A window's damage begins as all of it that is visible.
+    const auto subtractCookie = xcb_damage_subtract_checked(xcb, damage_, XCB_NONE, XCB_NONE);
     throwIfRefused(xcb, subtractCookie.sequence, "reset its report of drawing");
 }
 

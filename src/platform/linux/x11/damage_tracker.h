@@ -15,8 +15,10 @@ namespace quorvane::platform::x11 {
 
 class DamageTracker {
   public:
+    enum class Begin { empty, withWhatIsVisible };
+
     // Everything that is drawn from now on is damage. Throws when there is no such window.
-    DamageTracker(const Connection& connection, std::uint32_t window);
+    DamageTracker(const Connection& connection, std::uint32_t window, Begin begin = Begin::empty);
     ~DamageTracker();
     DamageTracker(const DamageTracker&) = delete;
     DamageTracker& operator=(const DamageTracker&) = delete;

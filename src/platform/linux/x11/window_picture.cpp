@@ -136,7 +136,7 @@ void WindowPicture::follow() {
     newSource_ = true;
     shapeNoticed_ = true;
     if (appeared && std::exchange(isFresh_, true)) {
-        // The window is drawn into it anew.
+        // What of the window was not visible is drawn into it now.
         undrawn_.assign({frame_.border, frame_.border, frame_.outer.width - 2 * frame_.border,
                          frame_.outer.height - 2 * frame_.border});
         isUndrawn_ = true;
@@ -154,21 +154,25 @@ void WindowPicture::enter(std::uint32_t topLevel) {
     frame_ = {};
     if (topLevel != window_) selectEvents(connection_, topLevel, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, topLevel, true);
-    try {
-        // Before the redirection, so that what is drawn because of it is seen.
-        damage_.emplace(connection_, topLevel);
-    } catch (const PlatformError&) {
-        connection_.throwIfLost();
-        // Gone already. Its end, or the window's new place, is told.
-        parentNoticed_ = structureNoticed_ = true;
-    }
-    // Where somebody has redirected it already, it is not drawn anew.
+    // Where somebody has redirected it already, all of it is drawn.
     const std::uint32_t probe = xcb_generate_id(xcb);
     const auto cookie = xcb_composite_name_window_pixmap_checked(xcb, topLevel, probe);
     const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, cookie));
     isFresh_ = refusal != nullptr;
     if (!refusal) xcb_free_pixmap(xcb, probe);
+    // What is visible when the window is redirected stays, and the server tells what is drawn of
+    // the rest. Nothing may cover it between the two.
+    xcb_grab_server(xcb);
+    try {
+        damage_.emplace(connection_, topLevel, DamageTracker::Begin::withWhatIsVisible);
+    } catch (const PlatformError&) {
+        connection_.throwIfLost();
+        // Gone already. Its end, or the window's new place, is told.
+        parentNoticed_ = structureNoticed_ = true;
+    }
     xcb_composite_redirect_window(xcb, topLevel, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
+    xcb_ungrab_server(xcb);
+    xcb_flush(xcb);
 }
 
 void WindowPicture::leave() {

@@ -146,7 +146,6 @@ void WindowStack::readTree() {
                         geometry->height + 2 * window.border};
         window.mapped = attributes->map_state != XCB_MAP_STATE_UNMAPPED;
         window.hasPixels = attributes->_class == XCB_WINDOW_CLASS_INPUT_OUTPUT;
-        window.overrideRedirect = attributes->override_redirect;
         window.visual = attributes->visual;
         identityNoticed_ |= window.mapped;
     }
@@ -186,7 +185,7 @@ std::vector<std::uint32_t> WindowStack::programWindowsOf(std::span<const std::si
     };
     for (const std::size_t index : indices) {
         result.push_back(windows_[index].window);
-        if (!windows_[index].overrideRedirect) ask(result.size() - 1, windows_[index].window);
+        ask(result.size() - 1, windows_[index].window);
     }
     std::vector<bool> found(result.size(), false);
     for (int depth = 0; !level.empty(); ++depth) {

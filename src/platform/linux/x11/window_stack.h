@@ -22,7 +22,6 @@ struct TopLevel {
     int border = 0;
     bool mapped = false;
     bool hasPixels = false;  // else it only takes input
-    bool overrideRedirect = false;
     std::uint32_t visual = 0;
     std::uint32_t opacity = 0xFFFFFFFF;  // as its program wishes; all bits set is opaque
     std::int32_t processID = 0;          // of the program in it, not of its manager; 0: not known

@@ -1,0 +1,172 @@
+// Applications recorded by the source: their windows alone, over black.
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include "platform/platform_error.h"
+#include "unit/x11/other_program.h"
+#include "unit/x11/source_recording.h"
+#include "unit/x11/x_client.h"
+#include "unit/x11/x_server.h"
+
+namespace quorvane::platform::x11 {
+namespace {
+
+constexpr std::uint32_t red = 0xFF0000;
+constexpr std::uint32_t green = 0x00FF00;
+constexpr std::uint32_t blue = 0x0000FF;
+constexpr std::uint32_t white = 0xFFFFFF;
+constexpr std::uint32_t black = 0x000000;
+
+CapturedContent ownWindowsOn(const Display& display) {
+    return ApplicationContent{display, {RunningApplication{getpid(), "test", ""}}, {}};
+}
+
+StreamConfiguration sizeOf(int width, int height) {
+    auto configuration = regionOf({0, 0, 640, 480}, width, height);
+    configuration.showsCursor = false;
+    return configuration;
+}
+
+struct ApplicationSource : testing::Test {
+    ApplicationSource() { client.fill({0, 0, 640, 480}, 0x808080); }
+
+    XServer server{"640x480x24"};
+    XClient client{server.displayName()};
+    Recording recording{server, ownWindowsOn(wholeScreen(640, 480)), sizeOf(640, 480)};
+    const FrameLog& log = recording.log;
+};
+
+TEST_F(ApplicationSource, ShowsItsWindowsInPlaceAndStackingOverBlack) {
+    const OtherProgram below(server, {0, 0, 640, 480}, blue);
+    const std::uint32_t first = client.openWindow({50, 40, 200, 100}, red);
+    client.openWindow({150, 90, 200, 100}, green);
+    const OtherProgram above(server, {100, 0, 60, 480}, blue);
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    const Frame frame = log.frame(0);
+    EXPECT_TRUE(isColour(frame.at(10, 10), black));
+    EXPECT_TRUE(isColour(frame.at(60, 50), red));
+    EXPECT_TRUE(isColour(frame.at(120, 60), red));  // beneath the other program's window
+    EXPECT_TRUE(isColour(frame.at(200, 100), green));
+    EXPECT_TRUE(isColour(frame.at(155, 120), green));
+    EXPECT_TRUE(isColour(frame.at(120, 300), black));
+    client.raiseWindow(first);
+    EXPECT_TRUE(comesToShow(log, 200, 100, red));
+    EXPECT_TRUE(isColour(log.last().at(300, 150), green));
+}
+
+TEST_F(ApplicationSource, FollowsWindowsThatComeMoveAndGo) {
+    const std::uint32_t first = client.openWindow({50, 40, 200, 100}, red);
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    // A menu.
+    const std::uint32_t menu = client.openWindow({60, 50, 50, 50}, green);
+    EXPECT_TRUE(comesToShow(log, 80, 80, green));
+    client.closeWindow(menu);
+    EXPECT_TRUE(comesToShow(log, 80, 80, red));
+    client.moveWindow(first, 300, 200);
+    EXPECT_TRUE(comesToShow(log, 80, 80, black));
+    EXPECT_TRUE(isColour(log.last().at(400, 250), red));
+    client.resizeWindow(first, 20, 20);
+    EXPECT_TRUE(comesToShow(log, 400, 250, black));
+    EXPECT_TRUE(isColour(log.last().at(310, 210), red));
+    client.moveWindow(first, 630, 470);  // half off the screen
+    EXPECT_TRUE(comesToShow(log, 634, 474, red));
+    client.unmapWindow(first);
+    EXPECT_TRUE(comesToShow(log, 634, 474, black));
+    client.moveWindow(first, 0, 0);
+    client.mapWindow(first);
+    EXPECT_TRUE(comesToShow(log, 10, 10, red));
+    client.fillWindow(first, {0, 0, 20, 20}, white);
+    EXPECT_TRUE(comesToShow(log, 10, 10, white));
+    client.closeWindow(first);
+    EXPECT_TRUE(comesToShow(log, 10, 10, black));
+    EXPECT_EQ(log.endings(), 0u);
+}
+
+TEST_F(ApplicationSource, KnowsItsWindowsInAManagersFrames) {
+    const OtherProgram manager(server, {0, 0, 640, 480}, blue, {100, 100, 120, 90}, green);
+    // Not managed yet: the frame is the manager's.
+    const std::uint32_t window = client.makeWindow({0, 0, 100, 50}, red, 0);
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(isColour(log.last().at(110, 110), black));
+    client.reparentWindow(window, manager.frame(), 10, 30);
+    client.mapWindow(window);
+    client.markManaged(window);
+    EXPECT_TRUE(comesToShow(log, 105, 105, green));
+    EXPECT_TRUE(isColour(log.last().at(150, 150), red));
+    EXPECT_TRUE(isColour(log.last().at(20, 20), black));
+    client.closeWindow(window);
+    client.openWindow({0, 0, 10, 10}, white);
+    EXPECT_TRUE(comesToShow(log, 5, 5, white));
+}
+
+TEST_F(ApplicationSource, DeliversNothingForWhatOthersDrawAndWhatIsCovered) {
+    const OtherProgram other(server, {0, 200, 640, 200}, blue);
+    const std::uint32_t lower = client.openWindow({50, 40, 100, 100}, red);
+    client.openWindow({50, 40, 100, 100}, green);
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    const std::size_t count = log.waitForQuiet();
+    client.fillWindow(lower, {0, 0, 100, 100}, white);
+    other.draw();
+    client.fill({0, 0, 10, 10}, white);
+    EXPECT_EQ(log.waitForQuiet(), count);
+}
+
+TEST_F(ApplicationSource, IsFittedIntoTheOutput) {
+    client.openWindow({0, 0, 640, 480}, red);
+    Recording fitted(server, ownWindowsOn(wholeScreen(640, 480)), sizeOf(400, 200));
+    fitted.start();
+    ASSERT_TRUE(fitted.log.waitForCount(1));
+    const Frame frame = fitted.log.frame(0);
+    EXPECT_EQ(frame.width, 400);
+    EXPECT_TRUE(isColour(frame.at(60, 100), black));
+    EXPECT_TRUE(isColour(frame.at(72, 2), red));
+    EXPECT_TRUE(isColour(frame.at(328, 198), red));
+    EXPECT_TRUE(isColour(frame.at(340, 100), black));
+}
+
+TEST_F(ApplicationSource, ShowsOneDisplayAndEndsWithIt) {
+    client.setMonitor("left", {0, 0, 300, 480});
+    client.setMonitor("right", {300, 0, 340, 480});
+    client.openWindow({200, 0, 200, 480}, red);
+    Recording right(server, ownWindowsOn({idOf("right"), 340, 480, {300, 0, 340, 480}}),
+                    regionOf({0, 0, 340, 480}, 340, 480));
+    right.start();
+    ASSERT_TRUE(right.log.waitForCount(1));
+    EXPECT_TRUE(isColour(right.log.frame(0).at(98, 100), red));
+    EXPECT_TRUE(isColour(right.log.frame(0).at(102, 100), black));
+    client.deleteMonitor("right");
+    ASSERT_TRUE(right.log.waitForEnd());
+    EXPECT_EQ(descriptionOf(right.log.ended()),
+              "The display that is being recorded was disconnected.");
+}
+
+TEST_F(ApplicationSource, KeepsToTheShapesOfItsWindows) {
+    const std::uint32_t window = client.openWindow({50, 40, 200, 100}, red);
+    client.shapeWindow(window, {{0, 0, 100, 100}});
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(isColour(log.frame(0).at(100, 90), red));
+    EXPECT_TRUE(isColour(log.frame(0).at(200, 90), black));
+    client.shapeWindow(window, {{100, 0, 100, 100}});
+    EXPECT_TRUE(comesToShow(log, 100, 90, black));
+    EXPECT_TRUE(isColour(log.last().at(200, 90), red));
+}
+
+TEST_F(ApplicationSource, CannotLeaveOutWindows) {
+    Window window;
+    ApplicationContent content{wholeScreen(640, 480), {RunningApplication{getpid(), "", ""}}, {}};
+    content.exceptingWindows.push_back(window);
+    Recording refused(server, content, regionOf({0, 0, 640, 480}, 640, 480));
+    EXPECT_THROW(refused.start(), PlatformError);
+}
+
+}  // namespace
+}  // namespace quorvane::platform::x11

@@ -1,0 +1,239 @@
+// Displays recorded by the source without some windows.
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "unit/x11/source_recording.h"
+#include "unit/x11/x_client.h"
+#include "unit/x11/x_server.h"
+
+namespace quorvane::platform::x11 {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::uint32_t red = 0xFF0000;
+constexpr std::uint32_t green = 0x00FF00;
+constexpr std::uint32_t blue = 0x0000FF;
+constexpr std::uint32_t white = 0xFFFFFF;
+constexpr std::uint32_t grey = 0x808080;
+constexpr std::uint32_t brown = 0x663300;
+
+CapturedContent without(const std::vector<std::uint32_t>& identifiers,
+                        const Display& display = wholeScreen(640, 480)) {
+    DisplayContent content{display, {}, identifiers};
+    for (const std::uint32_t identifier : identifiers) {
+        Window window;
+        window.windowID = identifier;
+        content.excludingWindows.push_back(window);
+    }
+    return content;
+}
+
+StreamConfiguration whole() {
+    return regionOf({0, 0, 640, 480}, 640, 480);
+}
+
+struct ExcludingSource : testing::Test {
+    ExcludingSource() {
+        client.setRootBackground(brown);
+        client.movePointer(639, 479);
+    }
+
+    XServer server{"640x480x24"};
+    XClient client{server.displayName()};
+};
+
+TEST_F(ExcludingSource, ShowsWhatLiesBeneath) {
+    client.openWindow({0, 0, 320, 480}, blue);
+    client.fill({600, 0, 10, 10}, white);  // on the root window itself
+    const std::uint32_t left = client.openWindow({100, 100, 400, 200}, red);
+    client.openWindow({200, 150, 50, 50}, green);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    const Frame frame = recording.log.frame(0);
+    EXPECT_TRUE(isColour(frame.at(10, 10), blue));
+    EXPECT_TRUE(isColour(frame.at(110, 110), blue));
+    EXPECT_TRUE(isColour(frame.at(220, 170), green));
+    EXPECT_TRUE(isColour(frame.at(400, 200), brown));
+    EXPECT_TRUE(isColour(frame.at(550, 400), brown));
+    EXPECT_TRUE(isColour(frame.at(604, 4), white));
+    // On the screen nothing has changed.
+    EXPECT_EQ(client.get({110, 110, 1, 1})[0] & 0xFFFFFF, red);
+    EXPECT_EQ(client.get({400, 200, 1, 1})[0] & 0xFFFFFF, red);
+}
+
+TEST_F(ExcludingSource, FollowsWhatMovesBeneathAndBeside) {
+    const std::uint32_t beneath = client.openWindow({0, 0, 320, 480}, blue);
+    const std::uint32_t left = client.openWindow({100, 100, 200, 200}, red);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    client.fillWindow(beneath, {100, 100, 20, 20}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 110, 110, green));
+    client.moveWindow(beneath, 10, 0);
+    EXPECT_TRUE(comesToShow(recording.log, 4, 200, brown));
+    EXPECT_TRUE(isColour(recording.log.last().at(124, 110), green));
+    client.fill({600, 400, 10, 10}, white);
+    EXPECT_TRUE(comesToShow(recording.log, 604, 404, white));
+    client.closeWindow(beneath);
+    EXPECT_TRUE(comesToShow(recording.log, 150, 150, brown));
+    // The root window's background itself.
+    client.setRootBackground(green);
+    EXPECT_TRUE(comesToShow(recording.log, 500, 50, green));
+    EXPECT_TRUE(comesToShow(recording.log, 150, 150, green));
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_FALSE(isColour(recording.log.frame(i).at(200, 200), red)) << i;
+}
+
+TEST_F(ExcludingSource, DeliversNothingForWhatIsLeftOut) {
+    const std::uint32_t left = client.openWindow({100, 100, 200, 200}, red);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    const std::size_t count = recording.log.waitForQuiet();
+    for (std::uint32_t i = 0; i < 10; ++i) {
+        client.fillWindow(left, {0, 0, 200, 200}, i * 0x102030);
+        std::this_thread::sleep_for(5ms);
+    }
+    EXPECT_EQ(recording.log.waitForQuiet(), count);
+    client.moveWindow(left, 120, 110);
+    client.fill({600, 0, 10, 10}, white);
+    EXPECT_TRUE(comesToShow(recording.log, 604, 4, white));
+    EXPECT_TRUE(isColour(recording.log.last().at(110, 105), brown));
+    EXPECT_TRUE(isColour(recording.log.last().at(310, 305), brown));
+}
+
+TEST_F(ExcludingSource, IsThePlainScreenWhileNoneOfTheWindowsExists) {
+    // The identifier of a window that will be made.
+    const std::uint32_t left = client.makeWindow({100, 100, 200, 200}, red, 0);
+    Recording recording(server, without({left, 0x12345678}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(150, 150), brown));
+    client.fill({150, 150, 10, 10}, white);
+    EXPECT_TRUE(comesToShow(recording.log, 154, 154, white));
+
+    client.mapWindow(left);
+    const std::uint32_t beside = client.openWindow({0, 0, 20, 20}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 10, 10, green));
+    client.unmapWindow(left);
+    client.fillWindow(beside, {0, 0, 20, 20}, blue);
+    EXPECT_TRUE(comesToShow(recording.log, 10, 10, blue));
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_FALSE(isColour(recording.log.frame(i).at(200, 200), red)) << i;
+}
+
+TEST_F(ExcludingSource, NeverShowsAWindowThatComesAndGoesAndComes) {
+    const std::uint32_t left = client.makeWindow({100, 100, 200, 200}, red, 0);
+    auto configuration = whole();
+    configuration.minimumFrameInterval = 2ms;
+    Recording recording(server, without({left}), configuration);
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    for (std::uint32_t i = 0; i < 60; ++i) {
+        if (i % 2 == 0) client.mapWindow(left);
+        client.fill({500, 0, 10, 10}, i * 0x030507);
+        if (i % 2 == 1) client.unmapWindow(left);
+        std::this_thread::sleep_for(std::chrono::milliseconds(i % 7));
+    }
+    recording.log.waitForQuiet();
+    EXPECT_GE(recording.log.count(), 5u);
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_TRUE(isColour(recording.log.frame(i).at(200, 200), brown)) << i;
+}
+
+TEST_F(ExcludingSource, LeavesOutTheFrameThatAManagerPutsAroundAWindow) {
+    XClient manager(server.displayName());
+    const std::uint32_t left = client.makeWindow({0, 0, 100, 80}, red, 0);
+    const std::uint32_t frame = manager.makeWindow({100, 100, 120, 120}, blue, 0);
+    manager.reparentWindow(left, frame, 10, 30);
+    manager.mapWindow(left);
+    manager.mapWindow(frame);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(105, 105), brown));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(150, 160), brown));
+    manager.reparentWindow(left, 0, 300, 300);
+    EXPECT_TRUE(comesToShow(recording.log, 105, 105, blue));
+    EXPECT_TRUE(comesToShow(recording.log, 150, 160, blue));
+    EXPECT_TRUE(isColour(recording.log.last().at(350, 340), brown));
+}
+
+TEST_F(ExcludingSource, ShowsThePictureThatADesktopHasSet) {
+    client.setDesktopPicture(0x204060);
+    const std::uint32_t left = client.openWindow({100, 100, 200, 200}, red);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(200, 200), 0x204060));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(50, 50), 0x204060));
+    client.setDesktopPicture(0x60A020);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, 0x60A020));
+    EXPECT_TRUE(comesToShow(recording.log, 50, 50, 0x60A020));
+}
+
+TEST_F(ExcludingSource, ShowsTranslucentWindowsAsTheScreenDoes) {
+    const std::uint32_t left = client.openWindow({100, 100, 400, 200}, red);
+    const std::uint32_t half = client.openWindow({150, 150, 50, 50}, white);
+    client.setProperty(half, "_NET_WM_WINDOW_OPACITY", {0x80000000});
+    const std::uint32_t tinted = client.openBareWindow({250, 150, 50, 50}, true);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    client.fillWindow(tinted, {0, 0, 50, 50}, 0x80008000);
+    // Nobody composites: opaque.
+    EXPECT_TRUE(comesToShow(recording.log, 270, 170, 0x008000));
+    EXPECT_TRUE(isColour(recording.log.last().at(170, 170), white));
+    client.claimToComposite();
+    client.setDesktopPicture(blue);
+    EXPECT_TRUE(comesToShow(recording.log, 170, 170, 0x8080FF));
+    EXPECT_TRUE(comesToShow(recording.log, 270, 170, 0x00807F));
+    client.setProperty(half, "_NET_WM_WINDOW_OPACITY", {0xFFFFFFFF});
+    EXPECT_TRUE(comesToShow(recording.log, 170, 170, white));
+    // Its order counts, though it moves nowhere.
+    client.moveWindow(half, 250, 150);
+    EXPECT_TRUE(comesToShow(recording.log, 270, 170, 0x80FF80 - 0x000100));
+    client.raiseWindow(half);
+    EXPECT_TRUE(comesToShow(recording.log, 270, 170, white));
+}
+
+TEST_F(ExcludingSource, IsCroppedAndScaledLikeThePlainScreen) {
+    client.setMonitor("part", {101, 51, 300, 200});
+    client.openWindow({101, 51, 150, 200}, blue);
+    const std::uint32_t left = client.openWindow({120, 60, 50, 50}, red);
+    const Display display{idOf("part"), 300, 200, {101, 51, 300, 200}};
+    Recording recording(server, without({left}, display), regionOf({-20, -10, 340, 220}, 340, 220));
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    const Frame frame = recording.log.frame(0);
+    EXPECT_TRUE(isColour(frame.at(10, 5), 0));
+    EXPECT_TRUE(isColour(frame.at(50, 30), blue));
+    EXPECT_TRUE(isColour(frame.at(166, 100), blue));
+    EXPECT_TRUE(isColour(frame.at(174, 100), brown));
+    EXPECT_TRUE(isColour(frame.at(318, 208), brown));
+    EXPECT_TRUE(isColour(frame.at(324, 100), 0));
+    client.fill({399, 249, 2, 2}, grey);
+    EXPECT_TRUE(comesToShow(recording.log, 318, 208, grey));
+}
+
+TEST_F(ExcludingSource, EndsWithItsDisplay) {
+    client.setMonitor("part", {100, 50, 300, 200});
+    const std::uint32_t left = client.openWindow({120, 60, 50, 50}, red);
+    const Display display{idOf("part"), 300, 200, {100, 50, 300, 200}};
+    Recording recording(server, without({left}, display), regionOf({0, 0, 300, 200}, 300, 200));
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    client.replaceMonitor("part", {100, 50, 301, 200});
+    ASSERT_TRUE(recording.log.waitForEnd());
+    EXPECT_EQ(descriptionOf(recording.log.ended()),
+              "The display that is being recorded changed its size or position.");
+}
+
+}  // namespace
+}  // namespace quorvane::platform::x11
