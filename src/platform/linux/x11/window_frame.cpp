@@ -1,10 +1,11 @@
 #include "platform/linux/x11/window_frame.h"
 
-#include <algorithm>
-
 #include <xcb/xcb.h>
 
+#include "platform/linux/x11/atoms.h"
+#include "platform/linux/x11/capture_geometry.h"
 #include "platform/linux/x11/reply.h"
+#include "platform/linux/x11/visible_frame.h"
 #include "platform/linux/x11/x11_error.h"
 
 namespace quorvane::platform::x11 {
@@ -21,18 +22,22 @@ Reply<T> answer(const Connection& connection, Cookie cookie,
     return reply;
 }
 
-// The rectangle without the four widths at its sides (left, right, top, bottom); all of it when
-// nothing would be left.
-PixelRect within(const PixelRect& rect, const std::uint32_t extents[4]) {
-    const auto width = [&](int side) {
-        return static_cast<int>(std::min<std::uint32_t>(extents[side], 0xFFFF));
-    };
-    const PixelRect inside = fromEdges(rect.x + width(0), rect.y + width(2),
-                                       rect.right() - width(1), rect.bottom() - width(3));
-    return inside.isEmpty() ? rect : inside;
+// Left, right, top, bottom; nothing when the property is not there or makes no sense.
+std::optional<Extents> extentsOf(const xcb_get_property_reply_t& reply) {
+    if (reply.format != 32 || xcb_get_property_value_length(&reply) != 16) return std::nullopt;
+    const auto* widths = static_cast<const std::uint32_t*>(xcb_get_property_value(&reply));
+    return Extents{double(widths[0]), double(widths[1]), double(widths[2]), double(widths[3])};
+}
+
+support::Rect points(const PixelRect& rect) {
+    return {double(rect.x), double(rect.y), double(rect.width), double(rect.height)};
 }
 
 }  // namespace
+
+ExtentsAtoms::ExtentsAtoms(const Connection& connection)
+    : decorations(atomOf(connection, "_NET_FRAME_EXTENTS")),
+      shadows(atomOf(connection, "_GTK_FRAME_EXTENTS")) {}
 
 std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window) {
     for (;;) {
@@ -45,38 +50,45 @@ std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window) {
 }
 
 std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint32_t window,
-                                         std::uint32_t topLevel, std::uint32_t extentsAtom) {
+                                         std::uint32_t topLevel, const ExtentsAtoms& atoms) {
     xcb_connection_t* xcb = connection.xcb();
     const auto geometryCookie = xcb_get_geometry(xcb, topLevel);
     const auto attributesCookie = xcb_get_window_attributes(xcb, topLevel);
     const auto ownGeometryCookie = xcb_get_geometry(xcb, window);
     const auto placeCookie = xcb_translate_coordinates(xcb, window, topLevel, 0, 0);
-    const auto extentsCookie =
-        xcb_get_property(xcb, false, window, extentsAtom, XCB_ATOM_CARDINAL, 0, 4);
+    const auto decorationsCookie =
+        xcb_get_property(xcb, false, window, atoms.decorations, XCB_ATOM_CARDINAL, 0, 4);
+    const auto shadowsCookie =
+        xcb_get_property(xcb, false, window, atoms.shadows, XCB_ATOM_CARDINAL, 0, 4);
     const auto geometry = answer(connection, geometryCookie, &xcb_get_geometry_reply);
     const auto attributes = answer(connection, attributesCookie, &xcb_get_window_attributes_reply);
     const auto ownGeometry = answer(connection, ownGeometryCookie, &xcb_get_geometry_reply);
     const auto place = answer(connection, placeCookie, &xcb_translate_coordinates_reply);
-    const auto extents = answer(connection, extentsCookie, &xcb_get_property_reply);
-    if (!geometry || !attributes || !ownGeometry || !place || !extents) return std::nullopt;
+    const auto decorations = answer(connection, decorationsCookie, &xcb_get_property_reply);
+    const auto shadows = answer(connection, shadowsCookie, &xcb_get_property_reply);
+    if (!geometry || !attributes || !ownGeometry || !place || !decorations || !shadows) {
+        return std::nullopt;
+    }
 
     WindowFrame frame;
     frame.border = geometry->border_width;
     frame.outer = {geometry->x, geometry->y, geometry->width + 2 * frame.border,
                    geometry->height + 2 * frame.border};
-    frame.seen = {0, 0, frame.outer.width, frame.outer.height};
     frame.viewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
     frame.visual = attributes->visual;
-    if (extents->format == 32 && xcb_get_property_value_length(extents.get()) == 16) {
-        const auto* widths =
-            static_cast<const std::uint32_t*>(xcb_get_property_value(extents.get()));
-        // The shadows lie at the edges of the program's own window, wherever that is.
-        const PixelRect own{place->dst_x + frame.border, place->dst_y + frame.border,
-                            ownGeometry->width, ownGeometry->height};
-        const bool shadows = widths[0] != 0 || widths[1] != 0 || widths[2] != 0 || widths[3] != 0;
-        const PixelRect inside = intersectionOf(within(own, widths), frame.seen);
-        if (shadows && !inside.isEmpty()) frame.seen = inside;
-    }
+
+    WindowPlacement placement;
+    placement.client = points(
+        PixelRect{place->dst_x, place->dst_y, ownGeometry->width, ownGeometry->height}.movedBy(
+            frame.outer.x + frame.border, frame.outer.y + frame.border));
+    placement.clientBorder = ownGeometry->border_width;
+    if (topLevel != window) placement.frame = points(frame.outer);
+    placement.decorations = extentsOf(*decorations);
+    placement.shadows = extentsOf(*shadows).value_or(Extents{});
+    const PixelRect whole{0, 0, frame.outer.width, frame.outer.height};
+    frame.seen = intersectionOf(
+        pixelRectOf(visibleFrame(placement)).movedBy(-frame.outer.x, -frame.outer.y), whole);
+    if (frame.seen.isEmpty()) frame.seen = whole;
     return frame;
 }
 

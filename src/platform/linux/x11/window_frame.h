@@ -19,15 +19,21 @@ std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window);
 struct WindowFrame {
     PixelRect outer;  // of the top level, with its border
     int border = 0;
-    // What the user sees of it: without the shadows that a program draws around its own window
-    // (_GTK_FRAME_EXTENTS). Relative to `outer`, and never empty.
-    PixelRect seen;
+    PixelRect seen;  // what the user sees of it (visible_frame.h), relative to `outer`; not empty
     bool viewable = false;
     std::uint32_t visual = 0;
 };
 
+// The properties by which a window and its manager tell of shadows and decorations.
+struct ExtentsAtoms {
+    explicit ExtentsAtoms(const Connection& connection);
+
+    std::uint32_t decorations;  // _NET_FRAME_EXTENTS
+    std::uint32_t shadows;      // _GTK_FRAME_EXTENTS
+};
+
 // Nothing when either window is gone. Waits for the server once.
 std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint32_t window,
-                                         std::uint32_t topLevel, std::uint32_t extentsAtom);
+                                         std::uint32_t topLevel, const ExtentsAtoms& atoms);
 
 }  // namespace quorvane::platform::x11

@@ -7,7 +7,6 @@
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
 
-#include "platform/linux/x11/atoms.h"
 #include "platform/linux/x11/extensions.h"
 #include "platform/linux/x11/pixel_format.h"
 #include "platform/linux/x11/reply.h"
@@ -38,7 +37,7 @@ WindowPicture::WindowPicture(const Connection& connection, std::uint32_t window,
     : connection_(ready(connection)),
       clock_(clock),
       window_(window),
-      extentsAtom_(atomOf(connection, "_GTK_FRAME_EXTENTS")),
+      extents_(connection),
       outside_(connection),
       undrawn_(connection) {
     if (connection.has(xcb_shape_id)) {
@@ -77,12 +76,11 @@ bool WindowPicture::handle(const Event& event) {
         case XCB_UNMAP_NOTIFY:
         case XCB_CONFIGURE_NOTIFY:
             break;
-        case XCB_PROPERTY_NOTIFY:
-            if (static_cast<const xcb_property_notify_event_t*>(event.record)->atom !=
-                extentsAtom_) {
-                return true;
-            }
+        case XCB_PROPERTY_NOTIFY: {
+            const auto atom = static_cast<const xcb_property_notify_event_t*>(event.record)->atom;
+            if (atom != extents_.decorations && atom != extents_.shadows) return true;
             break;
+        }
         default:
             return false;
     }
@@ -108,7 +106,7 @@ void WindowPicture::follow() {
             enter(topLevel);
         }
     }
-    const auto frame = windowFrameOf(connection_, window_, topLevel_, extentsAtom_);
+    const auto frame = windowFrameOf(connection_, window_, topLevel_, extents_);
     if (!frame) {
         // Its manager takes it out of its frame just now, or it is gone: both will be told.
         frame_.viewable = false;

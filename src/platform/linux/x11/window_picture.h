@@ -53,7 +53,7 @@ class WindowPicture final : public PictureContent {
     const Connection& connection_;
     const support::Clock& clock_;
     const std::uint32_t window_;
-    std::uint32_t extentsAtom_;
+    const ExtentsAtoms extents_;
     std::uint8_t shapeNoticeType_ = 0;  // 0: no shapes
 
     PictureSource source_;
