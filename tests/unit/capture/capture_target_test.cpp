@@ -97,6 +97,15 @@ TEST(DisplayForApplicationWindows, TheLargestSharedAreaDecides) {
          {window(1, {0, 0, 30, 30}), window(2, {110, 0, 20, 30}), window(3, {140, 0, 20, 30})},
          2},
         {"off every display goes to the first", sideBySide, {window(1, {500, 500, 50, 50})}, 1},
+        {"without an area the first window's midpoint decides",
+         sideBySide,
+         {window(1, {150, 50, 0, 20}), window(2, {50, 50, 0, 20})},
+         2},
+        {"only touching is no area", sideBySide, {window(1, {200, 0, 50, 50})}, 1},
+        {"only what lies on a display counts",
+         sideBySide,
+         {window(1, {-1000, 0, 1010, 100}), window(2, {180, 0, 1000, 100})},
+         2},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -105,9 +114,27 @@ TEST(DisplayForApplicationWindows, TheLargestSharedAreaDecides) {
     }
 }
 
-TEST(DisplayForWindow, IsNothingOffEveryDisplay) {
-    EXPECT_EQ(displayForWindow(window(1, {110, 0, 20, 20}), sideBySide)->displayID, 2U);
-    EXPECT_FALSE(displayForWindow(window(1, {500, 500, 20, 20}), sideBySide));
+TEST(DisplayForWindow, TheMidpointDecidesThenTheFirstTouched) {
+    struct Row {
+        const char* name;
+        std::vector<Display> displays;
+        Rect frame;
+        std::optional<std::uint32_t> expected;
+    };
+    const Row rows[] = {
+        {"inside the second", sideBySide, {110, 0, 20, 20}, 2},
+        {"more area on the second, midpoint on the first", sideBySide, {-100, 0, 290, 100}, 1},
+        {"midpoint in the gap, touching both", withGap, {90, 0, 120, 50}, 1},
+        {"midpoint in the gap, touching the second", withGap, {110, 0, 95, 50}, 2},
+        {"off every display", sideBySide, {500, 500, 20, 20}, std::nullopt},
+        {"only touching an edge", sideBySide, {200, 0, 20, 20}, std::nullopt},
+        {"no display at all", {}, {0, 0, 20, 20}, std::nullopt},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const auto chosen = displayForWindow(window(1, row.frame), row.displays);
+        EXPECT_EQ(chosen ? std::optional(chosen->displayID) : std::nullopt, row.expected);
+    }
 }
 
 TEST(CaptureTarget, AScreenLeavesOutTheWindowsThatStillExist) {
@@ -124,6 +151,21 @@ TEST(CaptureTarget, AScreenLeavesOutTheWindowsThatStillExist) {
     ASSERT_EQ(screen.excludingWindows.size(), 2U);
     EXPECT_EQ(screen.excludingWindows[0].windowID, 1U);
     EXPECT_EQ(screen.excludingWindows[1].windowID, 3U);
+    // A window may appear under any of them later.
+    EXPECT_EQ(screen.excludedWindowIDs, request.excludedWindowIDs);
+}
+
+TEST(CaptureTarget, AScreenWithoutTheExcludedWindowsIsAWholeScreen) {
+    RecordingRequest request;
+    request.region = {10, 10, 50, 50};
+    request.excludedWindowIDs = {9};
+    ShareableContent content;
+    content.displays = sideBySide;
+    const auto target = captureTarget(request, content);
+    EXPECT_TRUE(std::get<platform::DisplayContent>(target.content).excludingWindows.empty());
+    content.displays.clear();
+    EXPECT_EQ(errorOf([&] { captureTarget(request, content); }),
+              "No recordable displays were found.");
 }
 
 TEST(CaptureTarget, AWindowMustExistAndLieOnADisplay) {
@@ -188,6 +230,29 @@ TEST(CaptureTarget, AnApplicationNeedsARecordableWindow) {
     content.windows[0].isOnScreen = false;
     content.windows[0].isActive = true;
     EXPECT_EQ(errorOf([&] { captureTarget(request, content); }), "");
+    content.windows[0].frame = {110, 0, 8, 8};
+    EXPECT_EQ(errorOf([&] { captureTarget(request, content); }), "");
+    content.displays.clear();
+    EXPECT_EQ(errorOf([&] { captureTarget(request, content); }),
+              "The selected app has no recordable windows.");
+}
+
+TEST(CaptureTarget, AnApplicationIsRecordedWhereMostOfItLies) {
+    RecordingRequest request;
+    request.sourceKind = RecordingSourceKind::app;
+    request.applicationProcessId = 42;
+    request.excludedWindowIDs = {1, 2};  // of no account here
+    ShareableContent content;
+    content.displays = sideBySide;
+    content.applications = {editor};
+    content.windows = {window(1, {0, 0, 30, 30}), window(2, {110, 0, 40, 40}),
+                       window(3, {10, 40, 7, 50})};
+    const auto target = captureTarget(request, content);
+    EXPECT_EQ(target.display.displayID, 2U);
+    EXPECT_TRUE(std::get<platform::ApplicationContent>(target.content).exceptingWindows.empty());
+    // Off every display it is recorded all the same, on the first.
+    content.windows = {window(1, {500, 500, 50, 50})};
+    EXPECT_EQ(captureTarget(request, content).display.displayID, 1U);
 }
 
 }  // namespace
