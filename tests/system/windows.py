@@ -1,0 +1,94 @@
+"""Windows of known colours, window managers and compositing managers for the tests of window recording."""
+
+import contextlib
+import os
+import subprocess
+
+import desktop
+
+RED, GREEN, BLUE, WHITE, GREY = (255, 0, 0), (0, 255, 0), (0, 0, 255), (255, 255, 255), (128, 128, 128)
+BLACK = (0, 0, 0)
+
+
+class Windows:
+    """A window_source: a program with windows of its own; commands go to its newest one."""
+
+    def __init__(self, process, identifiers):
+        self.process = process
+        self.identifiers = identifiers
+
+    @property
+    def identifier(self):
+        return self.identifiers[-1]
+
+    def command(self, *words):
+        """Returns when the X server has done it; gives what was answered before "done"."""
+        self.process.stdin.write((" ".join(map(str, words)) + "\n").encode())
+        self.process.stdin.flush()
+        answers = []
+        while (line := desktop.read_line(self.process)) != "done":
+            answers.append(line)
+        return answers
+
+    def open(self, *options):
+        self.identifiers.append(int(self.command("open", *options)[0]))
+        return self.identifier
+
+
+@contextlib.contextmanager
+def window(x, y, width, height, *options, display=None):
+    """A program that shows a window; its client area lies there."""
+    arguments = ["--x", x, "--y", y, "--width", width, "--height", height, *options]
+    process = subprocess.Popen([str(desktop.TOOLS / "window_source"), *map(str, arguments)], stdin=subprocess.PIPE,
+                               stdout=subprocess.PIPE, env=environment(display))
+    try:
+        line = desktop.read_line(process)
+        if line != "ready":
+            raise AssertionError(f"window_source did not start: {line!r}")
+        yield Windows(process, [int(desktop.read_line(process))])
+    finally:
+        desktop.end(process)
+        process.stdin.close()
+        process.stdout.close()
+
+
+def environment(display):
+    return dict(os.environ) if display is None else {**os.environ, "DISPLAY": display}
+
+
+def root_property(name, display):
+    return subprocess.run(["xprop", "-root", name], capture_output=True, text=True, timeout=10,
+                          env=environment(display)).stdout
+
+
+@contextlib.contextmanager
+def window_manager(display):
+    """openbox on that display."""
+    process = subprocess.Popen(["openbox", "--sm-disable"], env=environment(display), stdin=subprocess.DEVNULL,
+                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        desktop.wait_until(lambda: "window id" in root_property("_NET_SUPPORTING_WM_CHECK", display), 10, "openbox")
+        yield
+    finally:
+        desktop.end(process)
+
+
+@contextlib.contextmanager
+def compositing_manager(display):
+    """picom on that display, without shadows and fading."""
+    process = subprocess.Popen(["picom", "--config", "/dev/null", "--backend", "xrender"], env=environment(display),
+                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    try:
+        # It paints the background of its own once it has taken over.
+        desktop.wait_until(lambda: screen_colour(4, 4, display) == GREY, 10, "picom")
+        yield
+    finally:
+        desktop.end(process)
+
+
+def screen_colour(x, y, display):
+    """What the screen itself shows there."""
+    raw = subprocess.run(["ffmpeg", "-v", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size", "2x2", "-i",
+                          f"{display}+{x},{y}", "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"],
+                         stdin=subprocess.DEVNULL, capture_output=True, timeout=20).stdout
+    return tuple(raw[:3])
