@@ -40,7 +40,7 @@ def window(x, y, width, height, *options, display=None):
     """A program that shows a window; its client area lies there."""
     arguments = ["--x", x, "--y", y, "--width", width, "--height", height, *options]
     process = subprocess.Popen([str(desktop.TOOLS / "window_source"), *map(str, arguments)], stdin=subprocess.PIPE,
-                               stdout=subprocess.PIPE, env=environment(display))
+                               stdout=subprocess.PIPE, bufsize=0, env=environment(display))
     try:
         line = desktop.read_line(process)
         if line != "ready":
@@ -67,7 +67,8 @@ def window_manager(display):
     process = subprocess.Popen(["openbox", "--sm-disable"], env=environment(display), stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
-        desktop.wait_until(lambda: "window id" in root_property("_NET_SUPPORTING_WM_CHECK", display), 10, "openbox")
+        # It says that it is there before it heeds new windows; its list of windows comes last.
+        desktop.wait_until(lambda: "window id" in root_property("_NET_CLIENT_LIST", display), 10, "openbox")
         yield
     finally:
         desktop.end(process)

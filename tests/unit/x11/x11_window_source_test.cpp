@@ -169,6 +169,41 @@ TEST_F(WindowSource, TheLastPictureStandsWhileAWindowIsMinimised) {
     EXPECT_TRUE(comesToShow(recording.log, 50, 50, blue));
 }
 
+TEST_F(WindowSource, TheLastPictureStandsWhileAManagerMinimisesStepByStep) {
+    XClient manager(server.displayName());
+    const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);
+    const std::uint32_t frame = manager.makeWindow({50, 40, 210, 130}, blue, 0);
+    manager.reparentWindow(window, frame, 5, 25);
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    Recording recording(server, windowContent(window), sizeOf(210, 130));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 80, red));
+    // The window goes first, then its frame shrinks and goes.
+    manager.unmapWindow(window);
+    recording.log.waitForQuiet();
+    EXPECT_TRUE(isColour(recording.log.last().at(100, 80), red));
+    manager.resizeWindow(frame, 100, 20);
+    recording.log.waitForQuiet();
+    EXPECT_TRUE(isColour(recording.log.last().at(100, 80), red));
+    manager.unmapWindow(frame);
+    manager.resizeWindow(frame, 210, 130);
+    recording.log.waitForQuiet();
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_TRUE(isColour(recording.log.frame(i).at(100, 80), red)) << i;
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    client.fillWindow(window, {0, 0, 200, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, green));
+    EXPECT_TRUE(isColour(recording.log.last().at(2, 2), blue));
+    // It is rolled up into its frame and down again.
+    manager.unmapWindow(window);
+    manager.mapWindow(window);
+    client.fillWindow(window, {0, 0, 200, 100}, white);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, white));
+    EXPECT_TRUE(isColour(recording.log.last().at(2, 2), blue));
+}
+
 TEST_F(WindowSource, BeginsBlackWhileTheWindowIsMinimised) {
     const std::uint32_t window = client.makeWindow({50, 40, 200, 100}, red, 0);
     Recording recording(server, windowContent(window), sizeOf(200, 100));

@@ -41,6 +41,9 @@ class ComposedPicture {
     // Has the form of the root window's pixels and the area's size.
     std::uint32_t pixmap() const { return pixmap_; }
 
+    // The screen is what such a program paints, some time after windows have changed.
+    bool compositingManagerRuns() const { return manager_.runs(); }
+
     // These children of the root window are left out from the next request() on.
     void exclude(std::vector<std::uint32_t> topLevels);
 

@@ -63,7 +63,9 @@ void ExcludingPicture::findWindows() {
     connection_.throwIfLost();
     if (found == topLevels_) return;
     topLevels_ = std::move(found);
-    useComposed(!topLevels_.empty() && !display_.source().existing.isEmpty());
+    // A window that has gone stays on the screen until the compositing manager paints that anew.
+    const bool mayLinger = composes_ && composed_->compositingManagerRuns();
+    useComposed((!topLevels_.empty() || mayLinger) && !display_.source().existing.isEmpty());
 }
 
 void ExcludingPicture::useComposed(bool composes) {

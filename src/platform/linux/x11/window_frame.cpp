@@ -54,6 +54,7 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
     xcb_connection_t* xcb = connection.xcb();
     const auto geometryCookie = xcb_get_geometry(xcb, topLevel);
     const auto attributesCookie = xcb_get_window_attributes(xcb, topLevel);
+    const auto ownAttributesCookie = xcb_get_window_attributes(xcb, window);
     const auto ownGeometryCookie = xcb_get_geometry(xcb, window);
     const auto placeCookie = xcb_translate_coordinates(xcb, window, topLevel, 0, 0);
     const auto decorationsCookie =
@@ -62,11 +63,14 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
         xcb_get_property(xcb, false, window, atoms.shadows, XCB_ATOM_CARDINAL, 0, 4);
     const auto geometry = answer(connection, geometryCookie, &xcb_get_geometry_reply);
     const auto attributes = answer(connection, attributesCookie, &xcb_get_window_attributes_reply);
+    const auto ownAttributes =
+        answer(connection, ownAttributesCookie, &xcb_get_window_attributes_reply);
     const auto ownGeometry = answer(connection, ownGeometryCookie, &xcb_get_geometry_reply);
     const auto place = answer(connection, placeCookie, &xcb_translate_coordinates_reply);
     const auto decorations = answer(connection, decorationsCookie, &xcb_get_property_reply);
     const auto shadows = answer(connection, shadowsCookie, &xcb_get_property_reply);
-    if (!geometry || !attributes || !ownGeometry || !place || !decorations || !shadows) {
+    if (!geometry || !attributes || !ownAttributes || !ownGeometry || !place || !decorations ||
+        !shadows) {
         return std::nullopt;
     }
 
@@ -75,6 +79,7 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
     frame.outer = {geometry->x, geometry->y, geometry->width + 2 * frame.border,
                    geometry->height + 2 * frame.border};
     frame.viewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    frame.showsWindow = ownAttributes->map_state == XCB_MAP_STATE_VIEWABLE;
     frame.visual = attributes->visual;
 
     WindowPlacement placement;

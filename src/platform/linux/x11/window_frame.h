@@ -20,7 +20,8 @@ struct WindowFrame {
     PixelRect outer;  // of the top level, with its border
     int border = 0;
     PixelRect seen;  // what the user sees of it (visible_frame.h), relative to `outer`; not empty
-    bool viewable = false;
+    bool viewable = false;     // the top level
+    bool showsWindow = false;  // and the window in it; not while it is minimised or shaded
     std::uint32_t visual = 0;
 };
 

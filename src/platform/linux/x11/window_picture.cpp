@@ -72,8 +72,10 @@ bool WindowPicture::handle(const Event& event) {
         case XCB_REPARENT_NOTIFY:
             parentNoticed_ = true;
             break;
-        case XCB_MAP_NOTIFY:
         case XCB_UNMAP_NOTIFY:
+            disappearanceNoticed_ = true;
+            break;
+        case XCB_MAP_NOTIFY:
         case XCB_CONFIGURE_NOTIFY:
             break;
         case XCB_PROPERTY_NOTIFY: {
@@ -98,6 +100,7 @@ bool WindowPicture::noticed() const {
 
 void WindowPicture::follow() {
     structureNoticed_ = false;
+    disappearanceNoticed_ = false;
     if (std::exchange(parentNoticed_, false)) {
         const std::uint32_t topLevel = topLevelOf(connection_, window_);
         if (topLevel == 0) throwClosed();

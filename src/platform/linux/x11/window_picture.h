@@ -34,8 +34,14 @@ class WindowPicture final : public PictureContent {
     std::optional<support::MediaTime> nextQuestion() const override { return waitsUntil_; }
     void request() override;
     void receive(RectVisitor& visitor) override;
-    bool isReady() const override { return ready_; }
-    bool mayBeShown() override { return true; }
+    // Not while the window is minimised, which managers do step by step, nor while it is being
+    // drawn again after that.
+    bool isReady() const override {
+        return ready_ && !waitsUntil_ &&
+               (source_.drawable == 0 || (frame_.viewable && frame_.showsWindow));
+    }
+    // What its frame shows without the window is not it.
+    bool mayBeShown() override { return !disappearanceNoticed_; }
     bool showsCursorOver(std::uint32_t topLevel) const override {
         return topLevel != 0 && topLevel == topLevel_;
     }
@@ -68,6 +74,7 @@ class WindowPicture final : public PictureContent {
     bool parentNoticed_ = true;
     bool structureNoticed_ = true;
     bool shapeNoticed_ = true;
+    bool disappearanceNoticed_ = false;
 
     // What of the pixmap is hidden, on the pixmap: outside of the shape, or not drawn yet.
     ServerRegion outside_;
