@@ -61,14 +61,27 @@ def root_property(name, display):
                           env=environment(display)).stdout
 
 
+def heeds_windows(display):
+    process = subprocess.Popen([str(desktop.TOOLS / "window_source")], stdout=subprocess.PIPE, bufsize=0,
+                               env=environment(display))
+    try:
+        return desktop.read_line(process, 3) == "ready"
+    except AssertionError:
+        return False
+    finally:
+        desktop.end(process)
+        process.stdout.close()
+
+
 @contextlib.contextmanager
 def window_manager(display):
     """openbox on that display."""
     process = subprocess.Popen(["openbox", "--sm-disable"], env=environment(display), stdin=subprocess.DEVNULL,
                                stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
-        # It says that it is there before it heeds new windows; its list of windows comes last.
-        desktop.wait_until(lambda: "window id" in root_property("_NET_CLIENT_LIST", display), 10, "openbox")
+        # It says that it is there before it heeds new windows.
+        desktop.wait_until(lambda: "window id" in root_property("_NET_SUPPORTING_WM_CHECK", display), 10, "openbox")
+        desktop.wait_until(lambda: heeds_windows(display), 30, "openbox")
         yield
     finally:
         desktop.end(process)
