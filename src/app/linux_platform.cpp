@@ -18,7 +18,10 @@
 #include "platform/linux/pipewire/pipewire_microphone_access.h"
 #include "platform/linux/portal/portal_permissions.h"
 #include "platform/linux/process/linux_process.h"
+#include "platform/linux/process/linux_user_locale.h"
 #include "platform/linux/sandbox.h"
+#include "platform/linux/tesseract/leptonica_image_source.h"
+#include "platform/linux/tesseract/tesseract_text_recognizer.h"
 #include "platform/linux/x11/authority.h"
 #include "platform/linux/x11/x11_screen_access.h"
 #include "platform/linux/x11/x11_screen_source.h"
@@ -68,9 +71,23 @@ struct LinuxPlatform::Adapters {
     platform::libav::LibavExportService exports;
     platform::files::LinuxFileManager files;
     platform::files::SystemRandom random;
-    platform::Platform ports{dispatch,    process,      shareableContent, capture, movieWriters,
-                             mediaAssets, audioDevices, permissions,      exports, files,
-                             random};
+    platform::process::LinuxUserLocale userLocale;
+    platform::tesseract::LeptonicaImageSource images;
+    platform::tesseract::TesseractTextRecognizer textRecognizer;
+    platform::Platform ports{.dispatch = dispatch,
+                             .process = process,
+                             .shareableContent = shareableContent,
+                             .capture = capture,
+                             .movieWriters = movieWriters,
+                             .mediaAssets = mediaAssets,
+                             .audioDevices = audioDevices,
+                             .permissions = permissions,
+                             .exports = exports,
+                             .files = files,
+                             .random = random,
+                             .userLocale = userLocale,
+                             .images = images,
+                             .textRecognizer = textRecognizer};
 };
 
 LinuxPlatform::LinuxPlatform() {

@@ -7,6 +7,8 @@
 #include "app/self_test.h"
 #include "cli/recorder_error.h"
 #include "cli/recording_request.h"
+#include "cli/transcription_request.h"
+#include "recognition/text_recognition.h"
 #include "session/record.h"
 #include "sources/audio_device.h"
 #include "sources/capabilities.h"
@@ -37,6 +39,10 @@ support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& p
     } else if (word == "record") {
         auto request = cli::parseRecordingRequest(arguments);
         co_await session::record(std::move(request), platform, events);
+    } else if (word == "recognize-text") {
+        const auto request = cli::parseTranscriptionRequest<cli::TextRecognitionRequest>(
+            arguments, platform.userLocale.currentLocaleIdentifier());
+        writeJSON(recognition::recognizeText(request, platform.images, platform.textRecognizer));
     } else {
         throw cli::RecorderError::invalidArgument("command");
     }

@@ -5,12 +5,15 @@
 #include "platform/capture_stream.h"
 #include "platform/export_session.h"
 #include "platform/file_manager.h"
+#include "platform/image_source.h"
 #include "platform/media_asset.h"
 #include "platform/movie_writer.h"
 #include "platform/permissions.h"
 #include "platform/process.h"
 #include "platform/random_source.h"
 #include "platform/shareable_content.h"
+#include "platform/text_recognizer.h"
+#include "platform/user_locale.h"
 #include "support/dispatch.h"
 
 namespace quorvane::platform {
@@ -28,6 +31,9 @@ struct Platform {
     ExportService& exports;
     FileManager& files;
     RandomSource& random;
+    UserLocale& userLocale;
+    ImageSource& images;
+    TextRecognizer& textRecognizer;
 };
 
 }  // namespace quorvane::platform

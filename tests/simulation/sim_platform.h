@@ -16,6 +16,7 @@
 #include "simulation/sim_dispatch.h"
 #include "simulation/sim_export.h"
 #include "simulation/sim_files.h"
+#include "simulation/sim_recognition.h"
 #include "simulation/sim_samples.h"
 
 namespace quorvane::simulation {
@@ -218,6 +219,9 @@ struct SimPlatform {
     SimMediaAssets assets;
     SimExports exports;
     SimRandom random;
+    SimUserLocale userLocale;
+    SimImages images;
+    SimTextRecognizer textRecognizer;
     platform::Platform ports;
 };
 

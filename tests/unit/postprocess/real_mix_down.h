@@ -95,8 +95,20 @@ class RealMixDown : public testing::Test {
     std::string mixDown(const std::string& path) {
         ended = false;
         support::AsioDispatch dispatch;
-        platform::Platform ports{dispatch, sim.process, sim.content, sim.capture, sim.writers,
-                                 assets,   sim.devices, exports,     files,       random};
+        platform::Platform ports{.dispatch = dispatch,
+                                 .process = sim.process,
+                                 .shareableContent = sim.content,
+                                 .capture = sim.capture,
+                                 .movieWriters = sim.writers,
+                                 .mediaAssets = assets,
+                                 .audioDevices = sim.devices,
+                                 .permissions = sim.permissions,
+                                 .exports = exports,
+                                 .files = files,
+                                 .random = random,
+                                 .userLocale = sim.userLocale,
+                                 .images = sim.images,
+                                 .textRecognizer = sim.textRecognizer};
         control::RecorderEvents events(sim.process);
         std::string text;
         const auto run = [](RealMixDown& self, std::string at, platform::Platform& platform,
