@@ -4,6 +4,8 @@
 #include <array>
 #include <limits>
 
+#include "platform/linux/tesseract/panels.h"
+
 namespace quorvane::platform::tesseract {
 namespace {
 
@@ -84,6 +86,12 @@ class NearestSpread {
         }
     }
 
+    void forget(const PixelBox& box) {
+        for (int y = box.top; y < box.bottom; ++y)
+            std::fill_n(distances_.begin() + static_cast<std::ptrdiff_t>(index(box.left, y)),
+                        box.width(), unknown);
+    }
+
     void run() {
         for (int y = 0; y < values_.height; ++y) {
             if (y > 0) takeFromRow(y, y - 1);
@@ -131,7 +139,16 @@ class NearestSpread {
 Background estimateBackground(const GreyImage& image) {
     const auto change = changes(image);
     Background background{image, toleranceOf(change)};
-    NearestSpread(background.image, change, background.tolerance).run();
+    const auto panels = findPanels(image);
+    NearestSpread spread(background.image, change, background.tolerance);
+    // What is around a panel is not like it.
+    for (const auto& panel : panels)
+        spread.forget(panel.box);
+    spread.run();
+    for (const auto& panel : panels) {
+        for (int y = panel.box.top; y < panel.box.bottom; ++y)
+            std::fill_n(background.image.row(y) + panel.box.left, panel.box.width(), panel.value);
+    }
     return background;
 }
 

@@ -14,7 +14,7 @@ struct Background {
 };
 
 // Background is where nothing changes within a few pixels, which no small letter's stroke is wide
-// enough for; every other pixel has the background that is nearest.
+// enough for, and on small panels; every other pixel has the background that is nearest.
 Background estimateBackground(const GreyImage& image);
 
 }  // namespace quorvane::platform::tesseract

@@ -6,6 +6,7 @@
 #include <thread>
 
 #include "platform/linux/tesseract/line_picture.h"
+#include "platform/linux/tesseract/rules.h"
 #include "platform/linux/tesseract/tesseract_engine.h"
 #include "platform/linux/tesseract/tesseract_languages.h"
 #include "support/background_thread.h"
@@ -52,8 +53,9 @@ support::Rect normalised(const PixelBox& box, const GreyImage& image) {
 std::vector<RecognizedTextObservation> TesseractTextRecognizer::recognizeText(
     const Image& image, const TextRecognitionSettings& settings) {
     const auto languages = tesseractLanguages(settings.recognitionLanguages);
-    const auto grey = greyImage(image);
+    auto grey = greyImage(image);
     const auto background = estimateBackground(grey);
+    removeRules(grey, background);
     const auto lines = findTextLines(grey, background);
 
     LineReading reading(grey, background, lines);
