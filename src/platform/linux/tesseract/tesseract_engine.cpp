@@ -50,11 +50,11 @@ TesseractEngine::TesseractEngine(const std::string& languages, bool usesLanguage
     const std::string correction = usesLanguageCorrection ? "1" : "0";
     const std::vector<std::string> names{"load_system_dawg", "load_freq_dawg"};
     const std::vector<std::string> values{correction, correction};
-    if (api.Init(nullptr, languages.c_str(), engine::OEM_LSTM_ONLY, nullptr, 0, &names, &values,
-                 false) != 0) {
-        throw PlatformError(
-            "Tesseract", 1,
-            "No language of \"" + languages + "\" is installed for text recognition.");
+    // No name at all would mean the engine's own default.
+    if (languages.empty() || api.Init(nullptr, languages.c_str(), engine::OEM_LSTM_ONLY, nullptr, 0,
+                                      &names, &values, false) != 0) {
+        throw PlatformError("Tesseract", 1,
+                            "None of the languages is installed for text recognition.");
     }
     api.SetPageSegMode(engine::PSM_SINGLE_LINE);
     // Lines are dark on white already, so a doubtful line need not be read inverted again.
