@@ -49,7 +49,7 @@ TEST(Background, OfASelectionIsTheSelection) {
 }
 
 TEST(Panels, AreNotFoundInFramesOrLines) {
-    GreyImage image(200, 60, 255);
+    GreyImage image(200, 100, 255);
     fill(image, {20, 10, 120, 40}, 100);  // a text field:
     fill(image, {21, 11, 119, 39}, 255);  // its border and its inside
     fill(image, {20, 50, 120, 52}, 0);    // a line
