@@ -11,11 +11,13 @@
 #include "platform/linux/libav/libav_export_session.h"
 #include "platform/linux/libav/libav_media_asset.h"
 #include "platform/linux/libav/libav_movie_writer.h"
+#include "platform/linux/libav/libav_sound_reader.h"
 #include "platform/linux/linux_capture.h"
 #include "platform/linux/linux_permissions.h"
 #include "platform/linux/pipewire/pipewire_audio_devices.h"
 #include "platform/linux/pipewire/pipewire_audio_source.h"
 #include "platform/linux/pipewire/pipewire_microphone_access.h"
+#include "platform/linux/pocketsphinx/pocketsphinx_speech_recognizers.h"
 #include "platform/linux/portal/portal_permissions.h"
 #include "platform/linux/process/linux_process.h"
 #include "platform/linux/process/linux_user_locale.h"
@@ -74,6 +76,8 @@ struct LinuxPlatform::Adapters {
     platform::process::LinuxUserLocale userLocale;
     platform::tesseract::LeptonicaImageSource images;
     platform::tesseract::TesseractTextRecognizer textRecognizer;
+    platform::libav::LibavSoundReaders soundReaders;
+    platform::pocketsphinx::PocketSphinxSpeechRecognizers speechRecognizers{soundReaders};
     platform::Platform ports{.dispatch = dispatch,
                              .process = process,
                              .shareableContent = shareableContent,
@@ -87,7 +91,8 @@ struct LinuxPlatform::Adapters {
                              .random = random,
                              .userLocale = userLocale,
                              .images = images,
-                             .textRecognizer = textRecognizer};
+                             .textRecognizer = textRecognizer,
+                             .speechRecognizers = speechRecognizers};
 };
 
 LinuxPlatform::LinuxPlatform() {

@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "app/output.h"
 #include "app/self_test.h"
@@ -9,6 +10,7 @@
 #include "cli/recording_request.h"
 #include "cli/transcription_request.h"
 #include "recognition/text_recognition.h"
+#include "recognition/transcribe.h"
 #include "session/record.h"
 #include "sources/audio_device.h"
 #include "sources/capabilities.h"
@@ -43,6 +45,11 @@ support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& p
         const auto request = cli::parseTranscriptionRequest<cli::TextRecognitionRequest>(
             arguments, platform.userLocale.currentLocaleIdentifier());
         writeJSON(recognition::recognizeText(request, platform.images, platform.textRecognizer));
+    } else if (word == "transcribe") {
+        auto request = cli::parseTranscriptionRequest<cli::TranscriptionRequest>(
+            arguments, platform.userLocale.currentLocaleIdentifier());
+        writeJSON(co_await recognition::transcribe(std::move(request), platform.speechRecognizers,
+                                                   platform.dispatch.mainQueue()));
     } else {
         throw cli::RecorderError::invalidArgument("command");
     }

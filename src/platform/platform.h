@@ -12,6 +12,7 @@
 #include "platform/process.h"
 #include "platform/random_source.h"
 #include "platform/shareable_content.h"
+#include "platform/speech_recognizer.h"
 #include "platform/text_recognizer.h"
 #include "platform/user_locale.h"
 #include "support/dispatch.h"
@@ -34,6 +35,7 @@ struct Platform {
     UserLocale& userLocale;
     ImageSource& images;
     TextRecognizer& textRecognizer;
+    SpeechRecognizers& speechRecognizers;
 };
 
 }  // namespace quorvane::platform

@@ -18,6 +18,8 @@
 #include "simulation/sim_files.h"
 #include "simulation/sim_recognition.h"
 #include "simulation/sim_samples.h"
+#include "simulation/sim_speech.h"
+#include "simulation/sim_user_locale.h"
 
 namespace quorvane::simulation {
 
@@ -222,6 +224,7 @@ struct SimPlatform {
     SimUserLocale userLocale;
     SimImages images;
     SimTextRecognizer textRecognizer;
+    SimSpeechRecognizers speechRecognizers;
     platform::Platform ports;
 };
 

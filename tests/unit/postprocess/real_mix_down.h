@@ -108,7 +108,8 @@ class RealMixDown : public testing::Test {
                                  .random = random,
                                  .userLocale = sim.userLocale,
                                  .images = sim.images,
-                                 .textRecognizer = sim.textRecognizer};
+                                 .textRecognizer = sim.textRecognizer,
+                                 .speechRecognizers = sim.speechRecognizers};
         control::RecorderEvents events(sim.process);
         std::string text;
         const auto run = [](RealMixDown& self, std::string at, platform::Platform& platform,
