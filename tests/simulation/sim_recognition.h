@@ -8,15 +8,8 @@
 
 #include "platform/image_source.h"
 #include "platform/text_recognizer.h"
-#include "platform/user_locale.h"
 
 namespace quorvane::simulation {
-
-class SimUserLocale final : public platform::UserLocale {
-  public:
-    std::string currentLocaleIdentifier() override { return identifier; }
-    std::string identifier = "en_US";
-};
 
 class SimImages final : public platform::ImageSource {
   public:

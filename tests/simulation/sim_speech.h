@@ -24,9 +24,9 @@ class SimSpeechRecognizers final : public platform::SpeechRecognizers {
         if (!exists) return nullptr;
         return std::make_shared<Recognizer>(*this);
     }
-    void requestAuthorization(AuthorizationHandler handler) override {
+    void requestAuthorization(AuthorizationHandler answer) override {
         ++authorizationRequests;
-        handler(status);
+        answer(status);
     }
 
     // The script.

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <optional>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -39,6 +40,18 @@ int firstSoundStream(const MovieInput& input, const std::string& path) {
     throw libavError(AVERROR_STREAM_NOT_FOUND, "find sound in " + path);
 }
 
+// What the stream's clock shows when the media begins. MPEG-4 and Matroska files have a time 0 of
+// their own, which sound may follow late; in all others the media begins with its first packet
+// (broadcasts begin anywhere, MP3 behind its encoder's delay).
+std::int64_t beginOf(const MovieInput& input, int stream) {
+    const auto& context = input.context();
+    const std::string_view format = context.iformat->name;
+    if (format.starts_with("mov,") || format.starts_with("matroska,") ||
+        context.start_time == AV_NOPTS_VALUE)
+        return 0;
+    return av_rescale_q(context.start_time, AV_TIME_BASE_Q, input.stream(stream).time_base);
+}
+
 // Stereo in the form of the mix to one channel of whole numbers.
 ResamplerPtr makeResampler(int sampleRate) {
     SwrContext* made = nullptr;
@@ -60,6 +73,7 @@ class LibavSoundReader final : public SoundReader {
     LibavSoundReader(const std::string& path, int sampleRate)
         : input_(path),
           stream_(firstSoundStream(input_, path)),
+          begin_(beginOf(input_, stream_)),
           sound_(input_.stream(stream_), [this](const FramePtr& frame) { take(*frame); }),
           resampler_(makeResampler(sampleRate)),
           packet_(makePacket()) {
@@ -92,16 +106,17 @@ class LibavSoundReader final : public SoundReader {
             fillTo_.reset();
             decode();
         } else if (input_.read(*packet_)) {
-            lookForGap();
+            placePacket();
             if (!fillTo_) decode();
         } else {
             finish();
         }
     }
 
-    // Whether the packet in hand comes after a gap, and where that ends.
-    void lookForGap() {
+    // Gives the packet in hand its time in the media, and looks for a gap before it.
+    void placePacket() {
         if (packet_->pts == AV_NOPTS_VALUE) return;
+        packet_->pts -= begin_;
         const auto gap = av_rescale_q(packet_->pts, input_.stream(stream_).time_base, mixTime) -
                          sound_.position();
         if (gap <= longGap) return;
@@ -152,6 +167,7 @@ class LibavSoundReader final : public SoundReader {
 
     MovieInput input_;
     const int stream_;
+    const std::int64_t begin_;  // in the stream's time
     TrackSound sound_;
     ResamplerPtr resampler_;
     PacketPtr packet_;

@@ -13,6 +13,9 @@ namespace quorvane::platform::pocketsphinx {
 namespace {
 
 constexpr double frameSeconds = 0.01;
+constexpr double windowSeconds = 0.025625;
+// A frame stands for the 10 ms in the middle of the window that begins with it.
+constexpr double frameOffset = (windowSeconds - frameSeconds) / 2;
 
 // Standard error is the parent's to read.
 void dropMessage(void*, err_lvl_t, const char*, ...) {}
@@ -84,7 +87,7 @@ std::vector<RecognizedWord> SpeechDecoder::decode(std::span<std::int16_t> sample
         int32 backoff = 0;
         const auto posterior = ps_seg_prob(segment, &acoustic, &language, &backoff);
         words.push_back({.text = std::string(withoutPronunciationMark(entry)),
-                         .start = first * frameSeconds,
+                         .start = first * frameSeconds + frameOffset,
                          .duration = (last + 1 - first) * frameSeconds,
                          .confidence = std::clamp(logmath_exp(logarithms, posterior), 0.0, 1.0)});
     }

@@ -11,8 +11,8 @@
 
 namespace quorvane::platform::pocketsphinx {
 
-// Threads: the one that made it. Errors: PlatformError, domain "PocketSphinx"; its code is the library's
-// answer, which is always -1.
+// Threads: the one that made it. Errors: PlatformError, domain "PocketSphinx"; its code is the
+// library's answer, which is always -1.
 class SpeechDecoder {
   public:
     // Loads the model, about a third of a second and 60 MiB.
