@@ -58,7 +58,8 @@ class RecognizeText(SystemTest):
     def test_small_interface_text_is_read(self):
         limits = {10: 0.08, 11: 0.08, 12: 0.03, 14: 0.03}
         rates = {}
-        cases = [*itertools.product((11, 14), ("DejaVu Sans", "Liberation Sans", "Liberation Serif"), ("light", "dark")),
+        proportional = ("DejaVu Sans", "Liberation Sans", "Liberation Serif")
+        cases = [*itertools.product((11, 14), proportional, ("light", "dark")),
                  (11, "DejaVu Sans Mono", "dark"), (14, "DejaVu Sans Mono", "light"),
                  (10, "DejaVu Sans", "light"), (10, "Liberation Sans", "dark"), (12, "DejaVu Sans", "dark")]
         for number, (size, font, theme) in enumerate(cases):
@@ -96,7 +97,8 @@ class RecognizeText(SystemTest):
                 pitch = round(size * 1.2)
                 screen.text(20, 30, "The first line of the text is not selected", "#000000")
                 selected = "The second line is selected by the user"
-                screen.fill(20, 30 + pitch - round(size * 0.93), screen.advance(selected), round(size * 1.17), "#3584e4")
+                top, height = 30 + pitch - round(size * 0.93), round(size * 1.17)
+                screen.fill(20, top, screen.advance(selected), height, "#3584e4")
                 screen.text(20, 30 + pitch, selected, "#ffffff")
                 screen.text(20, 30 + 2 * pitch, "and the third line follows closely", "#000000")
                 link = "Underlined link to the manual page"
