@@ -44,15 +44,6 @@ bool isFloatingPointLiteral(std::string_view text) {
     return takeDigits(text) > 0 && text.empty();
 }
 
-std::optional<double> parseDouble(const std::string& text) {
-    if (!isFloatingPointLiteral(text)) return std::nullopt;
-    // std::from_chars would report a number too small like one too large. The program never sets a
-    // locale, so the decimal point is a point.
-    const double value = std::strtod(text.c_str(), nullptr);
-    if (!std::isfinite(value)) return std::nullopt;
-    return value;
-}
-
 template <class Integer>
 std::optional<Integer> parseInteger(std::string_view text) {
     if (!text.empty() && text.front() == '+') {
@@ -116,6 +107,15 @@ std::optional<std::uint32_t> optionalUInt32Argument(std::string_view name,
 
 std::optional<std::int32_t> optionalPidArgument(std::string_view name, const Arguments& arguments) {
     return optionalArgument(name, arguments, parseInteger<std::int32_t>);
+}
+
+std::optional<double> parseDouble(const std::string& text) {
+    if (!isFloatingPointLiteral(text)) return std::nullopt;
+    // std::from_chars would report a number too small like one too large. The program never sets a
+    // locale, so the decimal point is a point.
+    const double value = std::strtod(text.c_str(), nullptr);
+    if (!std::isfinite(value)) return std::nullopt;
+    return value;
 }
 
 std::optional<std::uint32_t> parseUInt32(std::string_view text) {

@@ -30,6 +30,9 @@ std::optional<std::uint32_t> optionalUInt32Argument(std::string_view name,
                                                     const Arguments& arguments);
 std::optional<std::int32_t> optionalPidArgument(std::string_view name, const Arguments& arguments);
 
+// A finite decimal floating-point literal with nothing around it.
+std::optional<double> parseDouble(const std::string& text);
+
 // A decimal integer from 0 to 4294967295 with an optional sign, and nothing around it.
 std::optional<std::uint32_t> parseUInt32(std::string_view text);
 
