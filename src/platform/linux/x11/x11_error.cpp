@@ -16,7 +16,7 @@ PlatformError connectionError(int code, const std::string& displayName) {
     const char* variable = std::getenv("DISPLAY");
     const std::string name = !displayName.empty() ? displayName : variable ? variable : "";
     if (name.empty()) {
-        return {"X11", code, "There is no X server to record: DISPLAY is not set."};
+        return {"X11", code, "There is no X server: DISPLAY is not set."};
     }
     if (code == XCB_CONN_CLOSED_PARSE_ERR) {
         return {"X11", code, "\"" + name + "\" does not name an X display."};

@@ -22,6 +22,7 @@ enum class Failure : std::int64_t {
     displayChanged = 1008,
     connectionLost = 1009,
     windowClosed = 1010,
+    windowDestroyed = 1011,
 };
 
 PlatformError x11Error(Failure failure, std::string description);
