@@ -255,6 +255,19 @@ bool SoundGraph::hasSinks() const {
     return false;
 }
 
+std::vector<const SoundNode*> SoundGraph::nodesOfClass(std::string_view mediaClass) const {
+    std::vector<const SoundNode*> nodes;
+    for (const auto& [id, node] : state_->nodes) {
+        if (node.mediaClass.starts_with(mediaClass)) nodes.push_back(&node);
+    }
+    return nodes;
+}
+
+std::string SoundGraph::defaultName(const std::string& key) const {
+    const auto found = state_->defaultNames.find(key);
+    return found != state_->defaultNames.end() ? found->second : std::string();
+}
+
 bool SoundGraph::hasSessionManager() const {
     return state_->defaults != nullptr;
 }

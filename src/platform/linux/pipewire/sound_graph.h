@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 struct pw_registry;
@@ -57,6 +58,11 @@ class SoundGraph {
     // Whether the server shows anything at all.
     bool isEmpty() const;
     bool hasSinks() const;
+    // Every node whose media class begins so, by their numbers.
+    std::vector<const SoundNode*> nodesOfClass(std::string_view mediaClass) const;
+    // The name of the node that is that default, for example "default.video.source"; empty when
+    // nobody has said.
+    std::string defaultName(const std::string& key) const;
     // Whether somebody is there who links streams to devices and keeps the defaults.
     bool hasSessionManager() const;
     // The nodes whose sound is linked into the node, one entry a link.
