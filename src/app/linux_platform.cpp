@@ -16,6 +16,7 @@
 #include "platform/linux/linux_permissions.h"
 #include "platform/linux/pipewire/pipewire_audio_devices.h"
 #include "platform/linux/pipewire/pipewire_audio_source.h"
+#include "platform/linux/pipewire/pipewire_cameras.h"
 #include "platform/linux/pipewire/pipewire_microphone_access.h"
 #include "platform/linux/pocketsphinx/pocketsphinx_speech_recognizers.h"
 #include "platform/linux/portal/portal_permissions.h"
@@ -25,6 +26,7 @@
 #include "platform/linux/tesseract/leptonica_image_source.h"
 #include "platform/linux/tesseract/tesseract_text_recognizer.h"
 #include "platform/linux/x11/authority.h"
+#include "platform/linux/x11/x11_application.h"
 #include "platform/linux/x11/x11_screen_access.h"
 #include "platform/linux/x11/x11_screen_source.h"
 #include "platform/linux/x11/x11_shareable_content.h"
@@ -78,6 +80,8 @@ struct LinuxPlatform::Adapters {
     platform::tesseract::TesseractTextRecognizer textRecognizer;
     platform::libav::LibavSoundReaders soundReaders;
     platform::pocketsphinx::PocketSphinxSpeechRecognizers speechRecognizers{soundReaders};
+    platform::pipewire::PipeWireCameras cameras{dispatch.clock()};
+    platform::x11::X11Application application{dispatch};
     platform::Platform ports{.dispatch = dispatch,
                              .process = process,
                              .shareableContent = shareableContent,
@@ -92,7 +96,9 @@ struct LinuxPlatform::Adapters {
                              .userLocale = userLocale,
                              .images = images,
                              .textRecognizer = textRecognizer,
-                             .speechRecognizers = speechRecognizers};
+                             .speechRecognizers = speechRecognizers,
+                             .cameras = cameras,
+                             .application = application};
 };
 
 LinuxPlatform::LinuxPlatform() {

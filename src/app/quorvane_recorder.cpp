@@ -16,6 +16,7 @@
 #include "sources/capabilities.h"
 #include "sources/permissions.h"
 #include "sources/shareable_sources.h"
+#include "webcam/webcam_preview.h"
 
 namespace quorvane::app {
 namespace {
@@ -50,6 +51,8 @@ support::Async<> dispatch(const cli::Arguments& arguments, platform::Platform& p
             arguments, platform.userLocale.currentLocaleIdentifier());
         writeJSON(co_await recognition::transcribe(std::move(request), platform.speechRecognizers,
                                                    platform.dispatch.mainQueue()));
+    } else if (word == "webcam-preview") {
+        exitProcess(co_await webcam::runWebcamPreview(arguments, platform));
     } else {
         throw cli::RecorderError::invalidArgument("command");
     }

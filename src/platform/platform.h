@@ -1,7 +1,9 @@
 // All ports together, as the program is given them.
 #pragma once
 
+#include "platform/application_loop.h"
 #include "platform/audio_devices.h"
+#include "platform/camera_session.h"
 #include "platform/capture_stream.h"
 #include "platform/export_session.h"
 #include "platform/file_manager.h"
@@ -36,6 +38,8 @@ struct Platform {
     ImageSource& images;
     TextRecognizer& textRecognizer;
     SpeechRecognizers& speechRecognizers;
+    Cameras& cameras;
+    ApplicationLoop& application;
 };
 
 }  // namespace quorvane::platform

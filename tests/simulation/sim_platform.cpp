@@ -303,9 +303,11 @@ SimPlatform::SimPlatform(std::uint64_t seed, FaultPlan plan)
       permissions(dispatch),
       assets(files, faults),
       exports(dispatch, files, faults),
-      ports{dispatch, process,    content,     capture,        writers,
-            assets,   devices,    permissions, exports,        files,
-            random,   userLocale, images,      textRecognizer, speechRecognizers} {
+      cameras(dispatch),
+      application(dispatch),
+      ports{dispatch, process,        content,           capture, writers,    assets,
+            devices,  permissions,    exports,           files,   random,     userLocale,
+            images,   textRecognizer, speechRecognizers, cameras, application} {
     content.content.displays = {{1, 1920, 1080, {0, 0, 1920, 1080}}};
 }
 

@@ -20,6 +20,7 @@
 #include "simulation/sim_samples.h"
 #include "simulation/sim_speech.h"
 #include "simulation/sim_user_locale.h"
+#include "simulation/sim_webcam.h"
 
 namespace quorvane::simulation {
 
@@ -225,6 +226,8 @@ struct SimPlatform {
     SimImages images;
     SimTextRecognizer textRecognizer;
     SimSpeechRecognizers speechRecognizers;
+    SimCameras cameras;
+    SimApplication application;
     platform::Platform ports;
 };
 

@@ -109,7 +109,9 @@ class RealMixDown : public testing::Test {
                                  .userLocale = sim.userLocale,
                                  .images = sim.images,
                                  .textRecognizer = sim.textRecognizer,
-                                 .speechRecognizers = sim.speechRecognizers};
+                                 .speechRecognizers = sim.speechRecognizers,
+                                 .cameras = sim.cameras,
+                                 .application = sim.application};
         control::RecorderEvents events(sim.process);
         std::string text;
         const auto run = [](RealMixDown& self, std::string at, platform::Platform& platform,
