@@ -40,8 +40,8 @@ class SimCameras::Session final : public platform::CameraSession {
         owner_.calls.push_back("add " + cameraOf(*input));
         owner_.inputs_.push_back(std::move(input));
     }
-    void setPreviewLayer(std::shared_ptr<platform::CameraPreviewLayer> layer) override {
-        owner_.layer = std::move(layer);
+    void setPreviewLayer(std::shared_ptr<platform::CameraPreviewLayer> given) override {
+        owner_.layer = std::move(given);
     }
     bool isRunning() const override { return owner_.isRunning; }
     void startRunning() override {
