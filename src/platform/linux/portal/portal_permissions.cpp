@@ -1,6 +1,7 @@
 #include "platform/linux/portal/portal_permissions.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <memory>
@@ -13,13 +14,14 @@
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
+#include "platform/linux/patient_query.h"
 #include "support/background_thread.h"
 
 namespace quorvane::platform::portal {
 namespace {
 
 // Of a store that has to be started first, too.
-constexpr std::uint64_t storePatience = 1'000'000;  // microseconds
+constexpr auto storePatience = std::chrono::milliseconds(1000);
 constexpr const char* portalName = "org.freedesktop.portal.Desktop";
 constexpr std::uint32_t userGranted = 0;  // the code of a request's response
 
@@ -175,9 +177,7 @@ bool askUser() noexcept {
     }
 }
 
-}  // namespace
-
-StoredPermission PortalPermissions::microphonePermission(const std::string& application) {
+StoredPermission readStore(const std::string& application) {
     const Bus bus = connect();
     if (!bus) return StoredPermission::unknown;
     sd_bus_message* question = nullptr;
@@ -191,7 +191,9 @@ StoredPermission PortalPermissions::microphonePermission(const std::string& appl
         return StoredPermission::unknown;
     Error error;
     sd_bus_message* reply = nullptr;
-    const int result = sd_bus_call(bus.get(), question, storePatience, error.get(), &reply);
+    const auto microseconds =
+        static_cast<std::uint64_t>(std::chrono::microseconds(storePatience).count());
+    const int result = sd_bus_call(bus.get(), question, microseconds, error.get(), &reply);
     const Message ownedReply(reply);
     if (result < 0) {
         // The store makes its entry when somebody decides for the first time.
@@ -201,6 +203,14 @@ StoredPermission PortalPermissions::microphonePermission(const std::string& appl
     bool ok = false;
     const auto texts = permissionsOf(reply, application, ok);
     return ok ? permissionOf(texts) : StoredPermission::unknown;
+}
+
+}  // namespace
+
+StoredPermission PortalPermissions::microphonePermission(const std::string& application) {
+    // Connecting has no limit of its own.
+    return askPatiently("portal-query", storePatience, StoredPermission::unknown,
+                        [application] { return readStore(application); });
 }
 
 void PortalPermissions::requestMicrophone(std::function<void(bool granted)> answer) {

@@ -1,7 +1,6 @@
 #include "platform/linux/x11/window_survey.h"
 
 #include <algorithm>
-#include <array>
 #include <cstring>
 #include <map>
 #include <set>
@@ -11,9 +10,9 @@
 #include <xcb/res.h>
 #include <xcb/xcb.h>
 
-#include "platform/linux/x11/atoms.h"
 #include "platform/linux/x11/reply.h"
 #include "platform/linux/x11/text_property.h"
+#include "platform/linux/x11/window_names.h"
 #include "platform/linux/x11/window_owner.h"
 #include "platform/linux/x11/x11_error.h"
 
@@ -22,110 +21,9 @@ namespace {
 
 // 64 KiB: more than any title that is meant to be read.
 constexpr std::uint32_t mostPropertyWords = 16 * 1024;
-// How deep an old window manager's frames are searched for the program's own window.
-constexpr int mostFrameLevels = 3;
-
-enum class Name {
-    supportingCheck,
-    clientListStacking,
-    clientList,
-    activeWindow,
-    currentDesktop,
-    netName,
-    windowType,
-    netState,
-    stateHidden,
-    stateShaded,
-    state,
-    desktop,
-    frameExtents,
-    shadowExtents,
-    applicationID,
-    utf8,
-    compoundText,
-    typeNormal,
-    typeDialog,
-    typeUtility,
-    typeToolbar,
-    typeSplash,
-    typeDesktop,
-    typeDock,
-    typeMenu,
-    typeDropDown,
-    typePopUp,
-    typeCombo,
-    typeTooltip,
-    typeNotification,
-    typeDragged,
-    count,
-};
-
-class Names {
-  public:
-    explicit Names(const Connection& connection) {
-        static const std::array<std::string, static_cast<std::size_t>(Name::count)> texts{
-            "_NET_SUPPORTING_WM_CHECK",
-            "_NET_CLIENT_LIST_STACKING",
-            "_NET_CLIENT_LIST",
-            "_NET_ACTIVE_WINDOW",
-            "_NET_CURRENT_DESKTOP",
-            "_NET_WM_NAME",
-            "_NET_WM_WINDOW_TYPE",
-            "_NET_WM_STATE",
-            "_NET_WM_STATE_HIDDEN",
-            "_NET_WM_STATE_SHADED",
-            "WM_STATE",
-            "_NET_WM_DESKTOP",
-            "_NET_FRAME_EXTENTS",
-            "_GTK_FRAME_EXTENTS",
-            "_GTK_APPLICATION_ID",
-            "UTF8_STRING",
-            "COMPOUND_TEXT",
-            "_NET_WM_WINDOW_TYPE_NORMAL",
-            "_NET_WM_WINDOW_TYPE_DIALOG",
-            "_NET_WM_WINDOW_TYPE_UTILITY",
-            "_NET_WM_WINDOW_TYPE_TOOLBAR",
-            "_NET_WM_WINDOW_TYPE_SPLASH",
-            "_NET_WM_WINDOW_TYPE_DESKTOP",
-            "_NET_WM_WINDOW_TYPE_DOCK",
-            "_NET_WM_WINDOW_TYPE_MENU",
-            "_NET_WM_WINDOW_TYPE_DROPDOWN_MENU",
-            "_NET_WM_WINDOW_TYPE_POPUP_MENU",
-            "_NET_WM_WINDOW_TYPE_COMBO",
-            "_NET_WM_WINDOW_TYPE_TOOLTIP",
-            "_NET_WM_WINDOW_TYPE_NOTIFICATION",
-            "_NET_WM_WINDOW_TYPE_DND",
-        };
-        atoms_ = atomsOf(connection, texts);
-    }
-    std::uint32_t operator[](Name name) const { return atoms_[static_cast<std::size_t>(name)]; }
-
-    std::optional<WindowType> typeOf(std::uint32_t atom) const {
-        static constexpr std::pair<Name, WindowType> types[] = {
-            {Name::typeNormal, WindowType::normal},
-            {Name::typeDialog, WindowType::dialog},
-            {Name::typeUtility, WindowType::utility},
-            {Name::typeToolbar, WindowType::toolbar},
-            {Name::typeSplash, WindowType::splash},
-            {Name::typeDesktop, WindowType::desktop},
-            {Name::typeDock, WindowType::dock},
-            {Name::typeMenu, WindowType::menu},
-            {Name::typeDropDown, WindowType::menu},
-            {Name::typePopUp, WindowType::menu},
-            {Name::typeCombo, WindowType::menu},
-            {Name::typeTooltip, WindowType::tooltip},
-            {Name::typeNotification, WindowType::notification},
-            {Name::typeDragged, WindowType::draggedPicture},
-        };
-        for (const auto& [name, type] : types) {
-            if ((*this)[name] == atom) return type;
-        }
-        return std::nullopt;
-    }
-
-  private:
-    std::vector<std::uint32_t> atoms_;
-};
+// How many windows deep a window manager puts a program's own one. Bounded, because windows that
+// move while they are read could seem to lie in each other.
+constexpr int mostFrameLevels = 4;
 
 // A request whose reply is taken later. Only the reply waits for the server.
 template <class T, class Cookie, T* (*wait)(xcb_connection_t*, Cookie, xcb_generic_error_t**)>
@@ -202,9 +100,7 @@ struct Node {
     std::vector<std::uint32_t> children;
     bool hasState = false;  // WM_STATE: the mark of a client
     bool overridesRedirect = false;
-    bool isViewable = false;
     bool isInputOnly = false;
-    support::Rect outer;  // with the border, in its parent
 };
 
 class Surveyor {
@@ -237,7 +133,7 @@ class Surveyor {
         bool isManaged;
     };
     struct Questions {
-        std::uint32_t window;
+        GeometryQuestion frame;
         GeometryQuestion geometry;
         AttributesQuestion attributes;
         PlaceQuestion place;
@@ -288,7 +184,6 @@ class Surveyor {
         struct NodeQuestions {
             std::uint32_t window;
             TreeQuestion tree;
-            GeometryQuestion geometry;
             AttributesQuestion attributes;
             PropertyQuestion state;
         };
@@ -298,26 +193,20 @@ class Surveyor {
         for (const auto window : windows) {
             if (nodes_.contains(window) || !asked.insert(window).second) continue;
             questions.push_back({window, TreeQuestion(xcb_query_tree(xcb, window)),
-                                 GeometryQuestion(xcb_get_geometry(xcb, window)),
                                  AttributesQuestion(xcb_get_window_attributes(xcb, window)),
                                  PropertyQuestion(connection_, window, names_[Name::state])});
         }
         for (const auto& question : questions) {
             const auto tree = question.tree.answer(connection_);
-            const auto geometry = question.geometry.answer(connection_);
             const auto attributes = question.attributes.answer(connection_);
             const auto state = question.state.answer(connection_);
-            if (!tree || !geometry || !attributes || !state) continue;
+            if (!tree || !attributes || !state) continue;
             Node& node = nodes_[question.window];
             node.parent = tree->parent;
             node.children = childrenOf(*tree);
             node.hasState = state->type != 0;
             node.overridesRedirect = attributes->override_redirect;
-            node.isViewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
             node.isInputOnly = attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
-            const double border = geometry->border_width;
-            node.outer = {static_cast<double>(geometry->x), static_cast<double>(geometry->y),
-                          geometry->width + 2 * border, geometry->height + 2 * border};
         }
     }
 
@@ -328,7 +217,7 @@ class Surveyor {
         std::map<std::uint32_t, std::uint32_t> reached;     // client to ancestor
         for (const auto client : listedClients_)
             reached[client] = client;
-        while (!reached.empty()) {
+        for (int level = 0; level <= mostFrameLevels && !reached.empty(); ++level) {
             std::vector<std::uint32_t> unknown;
             for (const auto& [client, ancestor] : reached)
                 unknown.push_back(ancestor);
@@ -406,12 +295,13 @@ class Surveyor {
         }
     }
 
-    Questions ask(std::uint32_t window) const {
+    Questions ask(const Candidate& candidate) const {
         xcb_connection_t* xcb = connection_.xcb();
+        const std::uint32_t window = candidate.window;
         const auto property = [&](std::uint32_t name) {
             return PropertyQuestion(connection_, window, name);
         };
-        return {.window = window,
+        return {.frame = GeometryQuestion(xcb_get_geometry(xcb, candidate.topLevel)),
                 .geometry = GeometryQuestion(xcb_get_geometry(xcb, window)),
                 .attributes = AttributesQuestion(xcb_get_window_attributes(xcb, window)),
                 .place =
@@ -437,7 +327,7 @@ class Surveyor {
         std::vector<Questions> questions;
         for (const auto& candidate : candidates_) {
             windows.push_back(candidate.window);
-            questions.push_back(ask(candidate.window));
+            questions.push_back(ask(candidate));
         }
         const auto processes = WindowOwners(connection_).processesOf(windows);
         for (std::size_t index = 0; index < candidates_.size(); ++index) {
@@ -450,6 +340,7 @@ class Surveyor {
 
     std::optional<SurveyedWindow> answerOf(const Questions& questions,
                                            const Candidate& candidate) const {
+        const auto frame = questions.frame.answer(connection_);
         const auto geometry = questions.geometry.answer(connection_);
         const auto attributes = questions.attributes.answer(connection_);
         const auto place = questions.place.answer(connection_);
@@ -463,7 +354,7 @@ class Surveyor {
         const auto desktop = questions.desktop.answer(connection_);
         const auto decorations = questions.decorations.answer(connection_);
         const auto shadows = questions.shadows.answer(connection_);
-        if (!geometry || !attributes || !place || !netName || !name || !className ||
+        if (!frame || !geometry || !attributes || !place || !netName || !name || !className ||
             !applicationID || !types || !netState || !state || !desktop || !decorations || !shadows)
             return std::nullopt;
 
@@ -479,7 +370,7 @@ class Surveyor {
             static_cast<double>(geometry->width), static_cast<double>(geometry->height)};
         window.placement.clientBorder = geometry->border_width;
         if (candidate.topLevel != candidate.window) {
-            window.placement.frame = nodes_.at(candidate.topLevel).outer;
+            window.placement.frame = outerRect(*frame);
             window.placement.decorations = extentsOf(*decorations);
         }
         window.placement.shadows = extentsOf(*shadows).value_or(Extents());
@@ -516,6 +407,13 @@ class Surveyor {
         return otherwise;
     }
 
+    // With the border, of a child of the root.
+    static support::Rect outerRect(const xcb_get_geometry_reply_t& geometry) {
+        const double border = geometry.border_width;
+        return {static_cast<double>(geometry.x), static_cast<double>(geometry.y),
+                geometry.width + 2 * border, geometry.height + 2 * border};
+    }
+
     // Left, right, top, bottom.
     static std::optional<Extents> extentsOf(const Property& property) {
         const auto sides = property.numbers();
@@ -527,7 +425,7 @@ class Surveyor {
     }
 
     const Connection& connection_;
-    const Names names_;
+    const WindowNames names_;
     bool isManaged_ = false;                    // by a window manager that tells of its windows
     std::vector<std::uint32_t> topLevels_;      // the children of the root, the lowest first
     std::vector<std::uint32_t> listedClients_;  // by the window manager, the topmost first

@@ -1,15 +1,22 @@
 #include "platform/linux/x11/x11_screen_access.h"
 
+#include <chrono>
+
 #include <xcb/xcb.h>
 
+#include "platform/linux/patient_query.h"
 #include "platform/linux/x11/connection.h"
-#include "platform/linux/x11/patient_query.h"
 #include "platform/linux/x11/reply.h"
 
 namespace quorvane::platform::x11 {
+namespace {
+
+constexpr auto answerPatience = std::chrono::seconds(2);
+
+}  // namespace
 
 bool canReadScreen(const std::string& displayName) {
-    return askPatiently(false, [displayName] {
+    return askPatiently("x11-query", answerPatience, false, [displayName] {
         const Connection connection(displayName);
         xcb_connection_t* xcb = connection.xcb();
         constexpr std::uint32_t allPlanes = 0xFFFFFFFF;

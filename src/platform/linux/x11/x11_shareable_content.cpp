@@ -1,22 +1,28 @@
 #include "platform/linux/x11/x11_shareable_content.h"
 
+#include <chrono>
 #include <utility>
 
+#include "platform/linux/patient_query.h"
 #include "platform/linux/x11/connection.h"
 #include "platform/linux/x11/monitors.h"
-#include "platform/linux/x11/patient_query.h"
 #include "platform/linux/x11/window_list.h"
 #include "platform/linux/x11/window_survey.h"
 #include "support/background_thread.h"
 
 namespace quorvane::platform::x11 {
+namespace {
+
+constexpr auto answerPatience = std::chrono::seconds(2);
+
+}  // namespace
 
 X11ShareableContent::X11ShareableContent(std::shared_ptr<ApplicationDirectory> directory,
                                          std::string displayName)
     : directory_(std::move(directory)), displayName_(std::move(displayName)) {}
 
 std::uint32_t X11ShareableContent::mainDisplayID() {
-    return askPatiently(std::uint32_t(0), [name = displayName_] {
+    return askPatiently("x11-query", answerPatience, std::uint32_t(0), [name = displayName_] {
         return listMonitors(Connection(name)).mainDisplayID;
     });
 }

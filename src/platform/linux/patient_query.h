@@ -7,16 +7,17 @@
 
 #include "support/background_thread.h"
 
-namespace quorvane::platform::x11 {
+namespace quorvane::platform {
 
-// What ask() gives, or the other value when it throws or takes longer than two seconds. It runs on
-// a thread of its own, which is left behind when the server stays silent. Threads: any.
+// What ask() gives, or the other value when it throws or takes longer than that. It runs on a
+// thread of its own, which is left behind when the server stays silent. Threads: any.
 template <class Value, class Ask>
-Value askPatiently(Value otherwise, Ask ask) {
+Value askPatiently(const char* thread, std::chrono::milliseconds patience, Value otherwise,
+                   Ask ask) {
     std::promise<Value> promise;
     auto answer = promise.get_future();
-    support::startBackgroundThread("x11-query", [otherwise, ask = std::move(ask),
-                                                 promise = std::move(promise)]() mutable {
+    support::startBackgroundThread(thread, [otherwise, ask = std::move(ask),
+                                            promise = std::move(promise)]() mutable {
         Value value = otherwise;
         try {
             value = ask();
@@ -25,8 +26,7 @@ Value askPatiently(Value otherwise, Ask ask) {
         }
         promise.set_value(std::move(value));
     }).detach();
-    constexpr auto patience = std::chrono::seconds(2);
     return answer.wait_for(patience) == std::future_status::ready ? answer.get() : otherwise;
 }
 
-}  // namespace quorvane::platform::x11
+}  // namespace quorvane::platform
