@@ -5,6 +5,7 @@
 // Threads: any. Errors: PlatformError of the domain "X11".
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 
@@ -15,9 +16,11 @@ namespace quorvane::platform::x11 {
 
 class X11ShareableContent final : public ShareableContentSource {
   public:
-    // An empty name means the environment's display.
+    // An empty name means the environment's display. The content is waited for as long as the
+    // patience says: a recording that waits for it can be ended by nothing else.
     explicit X11ShareableContent(std::shared_ptr<ApplicationDirectory> directory,
-                                 std::string displayName = {});
+                                 std::string displayName = {},
+                                 std::chrono::milliseconds patience = std::chrono::seconds(10));
 
     // 0 also when the server does not answer within two seconds.
     std::uint32_t mainDisplayID() override;
@@ -29,6 +32,7 @@ class X11ShareableContent final : public ShareableContentSource {
   private:
     std::shared_ptr<ApplicationDirectory> directory_;
     std::string displayName_;
+    std::chrono::milliseconds patience_;
 };
 
 }  // namespace quorvane::platform::x11
