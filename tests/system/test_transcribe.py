@@ -13,10 +13,9 @@ from movie import Movie
 from recorder import Recorder
 
 # Sentences that stand in no language model as they are.
-TEXT = ("the weather was cold and the people stayed at home. he opened the door and walked into the room. "
-        "she said that the meeting would begin at nine in the morning. "
-        "the children were playing in the garden behind the house. "
+TEXT = ("he opened the door and walked into the room. she said that the meeting would begin at nine in the morning. "
         "most of the students finished their work before the end of the day.")
+SENTENCE = "the children were playing in the garden behind the house"
 
 # Words that this voice says so that they are recognised alone.
 WORDS = ["thousand", "children", "government", "president", "everything", "company", "community", "control", "problem"]
@@ -62,8 +61,8 @@ class Transcribe(SystemTest):
         plain = speech.transcript(source, "--locale", "en_US")
         self.assert_well_formed(plain)
         self.assertEqual(plain["locale"], "en_US")
-        # Measured: 10 %.
-        self.assertLess(speech.word_error_rate(TEXT, plain["text"]), 0.25, plain["text"])
+        # Measured: 3 %.
+        self.assertLess(speech.word_error_rate(TEXT, plain["text"]), 0.1, plain["text"])
         kinds = [("speech.flac", []), ("speech.mp3", ["-b:a", "128k"]), ("speech.m4a", ["-b:a", "128k"]),
                  ("speech.opus", ["-b:a", "64k"]),
                  ("speech.webm", ["-c:a", "libopus", "-b:a", "64k"]),
@@ -74,7 +73,7 @@ class Transcribe(SystemTest):
                 speech.convert(source, path, *options)
                 document = speech.transcript(path, "--locale", "en-US")
                 self.assert_well_formed(document)
-                self.assertLess(speech.word_error_rate(TEXT, document["text"]), 0.3, document["text"])
+                self.assertLess(speech.word_error_rate(TEXT, document["text"]), 0.2, document["text"])
                 self.assert_same_times(plain, document)
 
     def assert_same_times(self, one, other):
@@ -90,7 +89,7 @@ class Transcribe(SystemTest):
 
     def test_a_recording_of_ours_is_transcribed_mixed_and_raw(self):
         sound = self.folder / "speech.wav"
-        speech.say(TEXT.split(".")[0] + ".", sound)
+        speech.say(SENTENCE, sound)
         player = ["pw-play", "--target=speakers", "--volume=1.0", str(sound)]
         raw = self.folder / "raw.mp4"
         with Recorder(self.folder / "talk.mp4", (0, 0, 320, 240), system=True, microphone=True, raw=raw) as recorder:
@@ -103,7 +102,7 @@ class Transcribe(SystemTest):
                 document = speech.transcript(path, "--locale", "en-US")
                 self.assert_well_formed(document)
                 # One sentence of ten words, played in real time on a machine that may be busy.
-                self.assertLessEqual(speech.word_error_rate(TEXT.split(".")[0], document["text"]), 0.5,
+                self.assertLessEqual(speech.word_error_rate(SENTENCE, document["text"]), 0.5,
                                      document["text"])
 
     def test_silence_has_no_words(self):
@@ -141,7 +140,8 @@ class Transcribe(SystemTest):
                           f"Could not open {path}: No such file or directory (POSIX 2)")
         self.assert_fails(speech.transcribe("", "--locale", "en-US"), "Missing --input. (main.RecorderError 0)")
         path.write_bytes(b"")
-        self.assertRegex(speech.transcribe(path, "--locale", "en-US").stderr.decode(), r"^Could not .* \(libav -\d+\)\n$")
+        self.assertRegex(speech.transcribe(path, "--locale", "en-US").stderr.decode(),
+                         r"^Could not .* \(libav -\d+\)\n$")
         picture = self.folder / "picture.mp4"
         subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc2=s=64x64:d=1", str(picture)],
                                check=True, timeout=60)
@@ -150,7 +150,10 @@ class Transcribe(SystemTest):
 
     def test_damaged_files_end_with_a_document_or_an_error(self):
         source = self.folder / "source.wav"
-        speech.say("the people stayed at home", source)
+        # A word, and noise that is too faint for speech: most runs need no model then.
+        speech.say("thousand", source)
+        noise = numpy.random.default_rng(1).normal(0, 6, 2 * speech.RATE)
+        speech.write_wave(source, numpy.concatenate([noise, speech.read_wave(source), noise]))
         kinds = {"wav": [], "flac": [], "mp3": [], "m4a": [], "ogg": ["-c:a", "libopus"],
                  "webm": ["-c:a", "libopus"], "mkv": ["-c:a", "libvorbis"], "ts": ["-c:a", "aac"],
                  "mp4": ["-c:a", "aac", "-movflags", "frag_keyframe+delay_moov", "-frag_duration", "300000"]}
@@ -178,7 +181,7 @@ def damages(content, chance):
     yield "half", content[:len(content) // 2]
     yield "a byte short", content[:-1]
     yield "the first hundred bytes", content[:100]
-    for number in range(3):
+    for number in range(2):
         damaged = bytearray(content)
         for _ in range(4):
             damaged[chance.randrange(min(len(damaged), 1500))] ^= 1 << chance.randrange(8)

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <atomic>
+#include <optional>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -41,13 +42,13 @@ class Recognition {
 
   private:
     void recognize() {
-        // The sound first: its errors are the more likely ones and come at once.
         const auto sound = soundReaders_.openSound(request_.path, speechSampleRate);
-        SpeechDecoder decoder(model_);
+        std::optional<SpeechDecoder> decoder;  // loaded when there is something to decode
         SpeechCutter cutter([&](std::span<const std::int16_t> piece, std::int64_t firstSample) {
             if (*cancelled_) return;
+            if (!decoder) decoder.emplace(model_);
             piece_.assign(piece.begin(), piece.end());
-            addWords(decoder.decode(piece_), firstSample);
+            addWords(decoder->decode(piece_), firstSample);
         });
         std::array<std::int16_t, speechSampleRate> samples{};
         while (!*cancelled_) {
