@@ -60,9 +60,9 @@ class SimSpeechRecognizers final : public platform::SpeechRecognizers {
         bool isAvailable() const override { return owner_.available; }
         bool supportsOnDeviceRecognition() const override { return owner_.onDevice; }
         std::shared_ptr<platform::SpeechRecognitionTask> recognitionTask(
-            const platform::SpeechURLRecognitionRequest& request,
+            const platform::SpeechURLRecognitionRequest& asked,
             ResultHandler resultHandler) override {
-            owner_.request = request;
+            owner_.request = asked;
             if (owner_.startError) std::rethrow_exception(owner_.startError);
             if (owner_.whileStarting) owner_.whileStarting(resultHandler);
             owner_.handler = std::move(resultHandler);
