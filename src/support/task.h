@@ -18,7 +18,8 @@ class Task {
 
     template <class F>
     requires(!std::is_same_v<std::decay_t<F>, Task> && std::is_invocable_v<std::decay_t<F>&>)
-        Task(F&& function) {  // NOLINT(google-explicit-constructor): any callable is a task
+        // NOLINTNEXTLINE(bugprone-forwarding-reference-overload): it is not for a task, see above
+        Task(F&& function) {
         using Function = std::decay_t<F>;
         if constexpr (fits<Function>) {
             ::new (static_cast<void*>(storage_)) Function(std::forward<F>(function));
@@ -57,6 +58,7 @@ class Task {
     };
 
     template <class Function>
+    // NOLINTNEXTLINE(misc-redundant-expression): the two numbers have nothing in common
     static constexpr bool fits = sizeof(Function) <= capacity &&
                                  alignof(Function) <= alignof(std::max_align_t) &&
                                  std::is_nothrow_move_constructible_v<Function>;

@@ -44,6 +44,7 @@ TEST(RecorderEvents, LinesOfTwoThreadsNeverMix) {
     message.kind = RecorderMessage::Kind::warning;
     message.error = std::string(200, 'x');
     std::vector<std::thread> threads;
+    threads.reserve(4);
     for (int index = 0; index < 4; ++index) {
         threads.emplace_back([&] {
             for (int count = 0; count < 50; ++count)

@@ -23,7 +23,6 @@ namespace {
 using namespace std::chrono_literals;
 using support::MutexLock;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 constexpr auto patience = 20s;
