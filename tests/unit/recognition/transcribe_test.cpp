@@ -29,6 +29,10 @@ std::exception_ptr error(const char* text) {
 
 class Transcribe : public testing::Test {
   protected:
+    // Ends what has not ended.
+    ~Transcribe() override {
+        if (recognizers.handler) say(nullptr, error("over"));
+    }
     // Runs it as far as it goes by itself.
     void start(std::string locale = "en-US") {
         const auto run = [](Transcribe& self, std::string localeIdentifier) -> support::Async<> {
@@ -170,7 +174,7 @@ TEST_F(Transcribe, EndsOnceWithWhatComesFirst) {
         }
         EXPECT_EQ(outcomes, row.outcomes);
         EXPECT_EQ(recognizers.cancels, row.cancels);
-        say(nullptr, error("over"));  // ends what has not ended
+        say(nullptr, error("over"));
         recognizers.handler = nullptr;
     }
 }
