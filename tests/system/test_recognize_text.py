@@ -109,6 +109,16 @@ class RecognizeText(SystemTest):
                 reading = self.read(screen)
                 self.assertLessEqual(reading.error_rate, 0.02, reading.worst)
 
+    def test_headlines_are_read(self):
+        screen = screens.Screen(900, 520, "#fafafa", font="DejaVu Sans")
+        baseline = 0
+        for size in (18, 24, 32, 40, 56, 72):
+            baseline += round(size * 1.5)
+            screen.text(30, baseline, f"Title {size}", "#202020", size=size)
+            screen.text(500, baseline, f"Bold {size}", "#c01c28", size=size, bold=True)
+        reading = self.read(screen)
+        self.assertLessEqual(reading.error_rate, 0.03, reading.worst)
+
     def test_a_4k_screen_takes_little_time_and_memory(self):
         screen = screens.Screen(3840, 2160)
         parts = [screens.application(font, 14, theme) for font, theme in

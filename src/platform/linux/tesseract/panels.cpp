@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <vector>
 
 #include "platform/linux/tesseract/pixel_box.h"
@@ -13,6 +14,7 @@ namespace {
 constexpr int leastWidth = 16;
 constexpr int leastHeight = 7;
 constexpr int greatestHeight = 64;
+constexpr int greatestRounding = 16;  // of its corners
 // A panel is drawn: its pixels are equal but for dithering. What is beside it differs visibly.
 constexpr int greatestDifference = 3;
 constexpr int leastContrast = 12;
@@ -61,13 +63,20 @@ class PanelFinder {
         return count;
     }
 
-    // Whether the panel ends at this column: four in five pixels differ.
-    bool isOutside(int x, int top, int bottom, int value) const {
-        if (x < 0 || x >= image_.width) return true;
+    // The column at which the panel ends, at x or a little further on behind rounded corners: four
+    // in five pixels differ there. Nothing when it goes on.
+    std::optional<int> endFrom(int x, int step, int top, int bottom, int value) const {
+        const auto isInside = [&] { return x >= 0 && x < image_.width; };
+        const int middle = (top + bottom) / 2;
+        for (int rounding = 0; isInside() && isLike(x, middle, value); x += step) {
+            if (++rounding > greatestRounding) return std::nullopt;
+        }
+        if (!isInside()) return x;
         int alike = 0;
         for (int y = top; y < bottom; ++y)
             alike += isLike(x, y, value);
-        return alike * 5 <= bottom - top;
+        if (alike * 5 > bottom - top) return std::nullopt;
+        return x;
     }
 
     // Below its upper edge a panel shows between its letters in every row, at most a letter or two
@@ -85,10 +94,13 @@ class PanelFinder {
             all += alike;
             last = alike;
         }
-        const Panel panel{{left, top, right, bottom}, value};
-        if (bottom - top >= leastHeight && last * 5 >= width * 4 && all * 5 >= panel.area() * 2 &&
-            isOutside(left - 1, top, bottom, value) && isOutside(right, top, bottom, value))
-            panels.push_back(panel);
+        const int height = bottom - top;
+        if (height < leastHeight || last * 5 < width * 4 || all * 5 < width * height * 2) return;
+        const auto before = endFrom(left - 1, -1, top, bottom, value);
+        const auto behind = endFrom(right, 1, top, bottom, value);
+        if (before && behind)
+            panels.push_back(
+                {{left, top, right, bottom}, {*before + 1, top, *behind, bottom}, value});
     }
 
     const GreyImage& image_;

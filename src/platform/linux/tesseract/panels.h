@@ -13,7 +13,8 @@
 namespace quorvane::platform::tesseract {
 
 struct Panel {
-    PixelBox box;
+    PixelBox box;            // without the columns of rounded corners
+    PixelBox outer;          // with them
     std::uint8_t value = 0;  // where there is no text
     int area() const { return box.width() * box.height(); }
 };

@@ -5,6 +5,7 @@
 #include <exception>
 #include <thread>
 
+#include "platform/linux/tesseract/large_text.h"
 #include "platform/linux/tesseract/line_picture.h"
 #include "platform/linux/tesseract/rules.h"
 #include "platform/linux/tesseract/tesseract_engine.h"
@@ -54,7 +55,8 @@ std::vector<RecognizedTextObservation> TesseractTextRecognizer::recognizeText(
     const Image& image, const TextRecognitionSettings& settings) {
     const auto languages = tesseractLanguages(settings.recognitionLanguages);
     auto grey = greyImage(image);
-    const auto background = estimateBackground(grey);
+    auto background = estimateBackground(grey);
+    revealLargeText(grey, background);
     removeRules(grey, background);
     const auto lines = findTextLines(grey, background);
 
