@@ -254,7 +254,7 @@ class Listing(SystemTest):
         self.assertEqual(run("list-sources", DISPLAY=":64000"),
                          (1, b"", "Could not connect to the X server :64000. (X11 1)\n"))
         self.assertEqual(run("list-sources", DISPLAY=None),
-                         (1, b"", "There is no X server to record: DISPLAY is not set. (X11 5)\n"))
+                         (1, b"", "There is no X server: DISPLAY is not set. (X11 5)\n"))
 
 
 class Devices(SystemTest):

@@ -39,7 +39,8 @@ WindowPicture::WindowPicture(const Connection& connection, std::uint32_t window,
       window_(window),
       extents_(connection),
       outside_(connection),
-      undrawn_(connection) {
+      undrawn_(connection),
+      drawnUnnoticed_(connection) {
     if (connection.has(xcb_shape_id)) {
         shapeNoticeType_ = static_cast<std::uint8_t>(
             connection.extension(xcb_shape_id, "SHAPE").first_event + XCB_SHAPE_NOTIFY);
@@ -121,6 +122,7 @@ void WindowPicture::follow() {
     if (!frame_.viewable) {
         // The last picture stands.
         ready_ |= source_.drawable == 0;
+        hasJustGone_ = before.viewable;
         newSource_ = false;
         waitsUntil_.reset();
         return;
@@ -140,6 +142,9 @@ void WindowPicture::follow() {
         // What of the window was not visible is drawn into it now.
         undrawn_.assign({frame_.border, frame_.border, frame_.outer.width - 2 * frame_.border,
                          frame_.outer.height - 2 * frame_.border});
+        drawnUnnoticed_.moveBy(frame_.border, frame_.border);
+        undrawn_.subtract(drawnUnnoticed_);
+        drawnUnnoticed_.clear();
         isUndrawn_ = true;
         waitsUntil_ = clock_.hostTime() + drawingPatience;
     } else if (resized && isUndrawn_) {
@@ -213,6 +218,10 @@ void WindowPicture::request() {
     if (structureNoticed_) follow();
     asksForDamage_ = damage_.has_value();
     if (asksForDamage_) damage_->request();
+    // What is left from before it went says nothing of its next picture.
+    if (const bool hadGone = std::exchange(hasJustGone_, false);
+        asksForDamage_ && !hadGone && !frame_.viewable)
+        drawnUnnoticed_.add(damage_->region());
     asksForHidden_ = pixmap_ != 0 && frame_.viewable && (shapeNoticed_ || isUndrawn_ || newSource_);
     if (!asksForHidden_) {
         shapeNoticed_ = false;

@@ -79,6 +79,9 @@ class WindowPicture final : public PictureContent {
     // What of the pixmap is hidden, on the pixmap: outside of the shape, or not drawn yet.
     ServerRegion outside_;
     ServerRegion undrawn_;
+    // What was drawn after the window had appeared and before that was noticed.
+    ServerRegion drawnUnnoticed_;
+    bool hasJustGone_ = false;
     std::vector<PixelRect> hidden_;
     bool isFresh_ = true;     // its pixmap begins with what happened to be on the screen
     bool isUndrawn_ = false;  // undrawn_ is not empty
