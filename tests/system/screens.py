@@ -81,16 +81,19 @@ class Screen:
         context.set_source_rgb(*colour(ink))
         context.move_to(x, baseline)
         context.show_text(text)
-        # The ink is measured on a mask with nothing else on it.
-        mask = cairo.ImageSurface(cairo.Format.RGB24, self.width, self.height)
+        # The ink is measured on a mask with nothing else on it, moved by whole pixels.
+        left, top = int(x) - self.size, int(baseline) - 2 * (size or self.size)
+        mask = cairo.ImageSurface(cairo.Format.RGB24, round(self.advance(text, bold, size)) + 3 * self.size,
+                                  3 * (size or self.size))
         context = self._prepare(mask, bold, size)
         context.set_source_rgb(1, 1, 1)
-        context.move_to(x, baseline)
+        context.move_to(x - left, baseline - top)
         context.show_text(text)
         mask.flush()
         inked = pixels(mask).max(axis=2) >= 64
         rows, columns = numpy.flatnonzero(inked.any(axis=1)), numpy.flatnonzero(inked.any(axis=0))
-        self.lines.append(Line(text, (int(columns[0]), int(rows[0]), int(columns[-1]) + 1, int(rows[-1]) + 1)))
+        self.lines.append(Line(text, (left + int(columns[0]), top + int(rows[0]),
+                                      left + int(columns[-1]) + 1, top + int(rows[-1]) + 1)))
 
     def button(self, x, y, text, fill, ink):
         """A button around the text; gives the x behind it."""
