@@ -42,6 +42,7 @@ function(quorvane_unit_test)
   target_link_libraries(unit_${ARG_NAME}
     PRIVATE quorvane_options ${ARG_USES} ${ARG_LIBRARIES} GTest::gmock_main Threads::Threads)
   add_test(NAME unit_${ARG_NAME} COMMAND unit_${ARG_NAME})
-  set_tests_properties(unit_${ARG_NAME} PROPERTIES
-    ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/leak_suppressions.txt")
+  set(suppressions suppressions=${PROJECT_SOURCE_DIR}/tests)
+  set_tests_properties(unit_${ARG_NAME} PROPERTIES ENVIRONMENT
+    "LSAN_OPTIONS=${suppressions}/leak_suppressions.txt;TSAN_OPTIONS=${suppressions}/race_suppressions.txt")
 endfunction()

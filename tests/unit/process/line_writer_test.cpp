@@ -112,16 +112,16 @@ TEST_P(LineWriterOn, AReaderThatHasStoppedIsWaitedForOnce) {
     writer.write("back\n", 1000ms);
     EXPECT_THAT(channel.drain(), testing::EndsWith("back\n"));
     // It is waited for again.
-    std::thread reader;
     for (int line = 0; line < 100'000; ++line)
         writer.write("filling the channel\n", 0ms);
-    reader = std::thread([&] {
+    std::string read;
+    std::thread reader([&] {
         std::this_thread::sleep_for(100ms);
-        channel.drain();
+        read = channel.drain();
     });
     writer.write("waited for\n", 10s);
     reader.join();
-    EXPECT_THAT(channel.drain(), testing::EndsWith("waited for\n"));
+    EXPECT_THAT(read + channel.drain(), testing::EndsWith("waited for\n"));
 }
 
 TEST_P(LineWriterOn, ALongLineIsNeverCut) {
