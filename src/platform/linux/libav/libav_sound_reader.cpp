@@ -11,6 +11,7 @@ extern "C" {
 #include <libavcodec/packet.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/common.h>
 #include <libavutil/mathematics.h>
 #include <libswresample/swresample.h>
 }
@@ -116,11 +117,11 @@ class LibavSoundReader final : public SoundReader {
     // Gives the packet in hand its time in the media, and looks for a gap before it.
     void placePacket() {
         if (packet_->pts == AV_NOPTS_VALUE) return;
-        packet_->pts -= begin_;
-        const auto gap = av_rescale_q(packet_->pts, input_.stream(stream_).time_base, mixTime) -
-                         sound_.position();
-        if (gap <= longGap) return;
-        if (gap > largestGap || gaps_ + gap > gapsAtMost) {
+        packet_->pts = av_sat_sub64(packet_->pts, begin_);
+        const auto time = av_rescale_q(packet_->pts, input_.stream(stream_).time_base, mixTime);
+        const auto gap = av_sat_sub64(time, sound_.position());
+        if (gap <= longGap && gap >= -largestGap) return;
+        if (gap < 0 || gap > largestGap || gaps_ + gap > gapsAtMost) {
             packet_->pts = packet_->dts = AV_NOPTS_VALUE;  // it follows what was before it
             return;
         }

@@ -15,7 +15,7 @@ namespace quorvane::platform::pocketsphinx {
 // library's answer, which is always -1.
 class SpeechDecoder {
   public:
-    // Loads the model, about a third of a second and 60 MiB.
+    // Loads the model, about a third of a second and 90 MiB.
     explicit SpeechDecoder(const SpeechModel& model);
     ~SpeechDecoder();
     SpeechDecoder(const SpeechDecoder&) = delete;
