@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <system_error>
 #include <thread>
 
 #include "platform/linux/tesseract/large_text.h"
@@ -17,6 +18,10 @@ namespace {
 
 // Each thread has an engine of its own, of some 40 MB.
 constexpr unsigned mostThreads = 4;
+
+// No screen shows as many lines; the grain of a photograph can look like more, and reading that
+// would take minutes.
+constexpr std::size_t mostLines = 10000;
 
 class LineReading {
   public:
@@ -58,7 +63,8 @@ std::vector<RecognizedTextObservation> TesseractTextRecognizer::recognizeText(
     auto background = estimateBackground(grey);
     revealLargeText(grey, background);
     removeRules(grey, background);
-    const auto lines = findTextLines(grey, background);
+    auto lines = findTextLines(grey, background);
+    lines.resize(std::min(lines.size(), mostLines));
 
     LineReading reading(grey, background, lines);
     const auto work = [&] {
@@ -70,15 +76,21 @@ std::vector<RecognizedTextObservation> TesseractTextRecognizer::recognizeText(
         std::clamp<std::size_t>(std::thread::hardware_concurrency(), 1, mostThreads);
     std::vector<std::exception_ptr> failures(std::clamp<std::size_t>(lines.size(), 1, threads));
     std::vector<std::thread> workers;
+    workers.reserve(failures.size());
     for (auto& failure : failures) {
-        workers.push_back(support::startBackgroundThread("text", [&work, &reading, &failure] {
-            try {
-                work();
-            } catch (...) {
-                failure = std::current_exception();
-                reading.giveUp();
-            }
-        }));
+        try {
+            workers.push_back(support::startBackgroundThread("text", [&work, &reading, &failure] {
+                try {
+                    work();
+                } catch (...) {
+                    failure = std::current_exception();
+                    reading.giveUp();
+                }
+            }));
+        } catch (const std::system_error&) {
+            if (workers.empty()) throw;
+            break;  // those that there are do the work
+        }
     }
     for (auto& worker : workers)
         worker.join();

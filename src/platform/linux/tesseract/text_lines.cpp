@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <numeric>
+#include <span>
 #include <tuple>
 
 namespace quorvane::platform::tesseract {
@@ -63,17 +64,19 @@ class Sets {
 };
 
 // Joins boxes of which the second begins at most a gap to the right of where the first ends.
-// gapOf(first, second) is how wide that gap may be, negative for never; at most greatestGap.
-template <class GapOf>
-std::vector<PixelBox> joinNeighbours(std::vector<PixelBox> boxes, int greatestGap, GapOf gapOf) {
+// gapOf(first, second) is how wide that gap may be, negative for never; reachOf(first) is the
+// widest that it can be, so that not all pairs of a large image are looked at.
+template <class GapOf, class ReachOf>
+std::vector<PixelBox> joinNeighbours(std::vector<PixelBox> boxes, GapOf gapOf, ReachOf reachOf) {
     std::sort(boxes.begin(), boxes.end(), [](const PixelBox& first, const PixelBox& second) {
         return std::tie(first.left, first.top) < std::tie(second.left, second.top);
     });
     Sets sets(boxes.size());
     for (std::size_t first = 0; first < boxes.size(); ++first) {
+        const int reach = reachOf(boxes[first]);
         for (auto second = first + 1; second < boxes.size(); ++second) {
             const int gap = boxes[second].left - boxes[first].right;
-            if (gap > greatestGap) break;
+            if (gap > reach) break;
             if (gap <= gapOf(boxes[first], boxes[second])) sets.join(first, second);
         }
     }
@@ -99,6 +102,9 @@ int gapBetweenLetters(const PixelBox& first, const PixelBox& second) {
     if (2 * shared < low || high > 3 * low) return never;
     return (high * 4 + 4) / 5;
 }
+int reachOfLetter(const PixelBox& first) {
+    return (3 * first.height() * 4 + 4) / 5;
+}
 
 // Words of a line: here the height is a line's, so the gap can be a wide font's blank.
 int gapBetweenWords(const PixelBox& first, const PixelBox& second) {
@@ -107,6 +113,9 @@ int gapBetweenWords(const PixelBox& first, const PixelBox& second) {
     const int shared = overlap(first.top, first.bottom, second.top, second.bottom);
     if (3 * shared < 2 * low || high > 2 * low + 2) return never;
     return high * 11 / 10;
+}
+int reachOfWord(const PixelBox& first) {
+    return (2 * first.height() + 2) * 11 / 10;
 }
 
 // A frame around text is none: a button's border, a field's.
@@ -121,8 +130,7 @@ std::vector<PixelBox> withoutFrames(const std::vector<PixelBox>& letters) {
         int inside = 0;
         for (auto other = at + 1; other < sorted.size() && sorted[other].left < sorted[at].right;
              ++other)
-            inside += sorted[at].contains(sorted[other]) &&
-                      2 * sorted[other].height() < sorted[at].height() * 2;
+            inside += sorted[at].contains(sorted[other]);
         if (inside < 3) kept.push_back(sorted[at]);
     }
     return kept;
@@ -137,6 +145,33 @@ bool belongsTo(const PixelBox& part, const PixelBox& line, const PixelBox& lette
            part.bottom >= letters.top - height / 3 && part.top <= letters.bottom + height / 3;
 }
 
+// Which lines parts at a height may belong to, so that not all pairs of a large image are looked
+// at.
+class LinesByHeight {
+  public:
+    explicit LinesByHeight(const std::vector<PixelBox>& lines) {
+        for (std::size_t at = 0; at < lines.size(); ++at) {
+            const int height = lines[at].height();
+            // From where a part of half the height would begin that ends just in reach.
+            const auto first = band(lines[at].top - height);
+            const auto last = band(lines[at].bottom + height / 3);
+            if (bands_.size() <= last) bands_.resize(last + 1);
+            for (auto each = first; each <= last; ++each)
+                bands_[each].push_back(at);
+        }
+    }
+    std::span<const std::size_t> at(int top) const {
+        const auto each = band(top);
+        if (each >= bands_.size()) return {};
+        return bands_[each];
+    }
+
+  private:
+    static std::size_t band(int y) { return static_cast<std::size_t>(std::max(0, y) / 32); }
+
+    std::vector<std::vector<std::size_t>> bands_;  // of 32 pixels of height each
+};
+
 // Parts go to the line that they stand at; so do lines that are no larger than parts, as the dots
 // of large letters are.
 std::vector<PixelBox> withParts(std::vector<PixelBox> lines, std::vector<PixelBox> parts) {
@@ -148,11 +183,12 @@ std::vector<PixelBox> withParts(std::vector<PixelBox> lines, std::vector<PixelBo
         return std::tie(parts[first].left, first) < std::tie(parts[second].left, second);
     });
     std::vector<bool> gone(lineCount, false);
+    const LinesByHeight candidates(lines);
     for (const auto at : order) {
         const auto& part = parts[at];
         std::size_t best = lineCount;
         int bestDistance = 0;
-        for (std::size_t line = 0; line < lineCount; ++line) {
+        for (const auto line : candidates.at(part.top)) {
             // The first extent of the letters decides, so that no part leads to parts further up.
             const auto& letters = parts[line];
             if (line == at || gone[line] || !belongsTo(part, lines[line], letters)) continue;
@@ -182,8 +218,8 @@ std::vector<PixelBox> joinIntoLines(const std::vector<InkShape>& shapes) {
         if (isLetter(shape)) letters.push_back(shape.box);
         if (isPart(shape)) parts.push_back(shape.box);
     }
-    auto words = joinNeighbours(withoutFrames(letters), greatestLetterHeight, gapBetweenLetters);
-    auto lines = joinNeighbours(std::move(words), 2 * greatestLetterHeight, gapBetweenWords);
+    auto words = joinNeighbours(withoutFrames(letters), gapBetweenLetters, reachOfLetter);
+    auto lines = joinNeighbours(std::move(words), gapBetweenWords, reachOfWord);
     lines = withParts(std::move(lines), std::move(parts));
     std::erase_if(lines, [](const PixelBox& line) { return line.height() < leastLineHeight; });
     return lines;
