@@ -84,8 +84,10 @@ std::string SimCameras::current() const {
 
 class SimApplication::Window final : public platform::BubbleWindow {
   public:
-    explicit Window(SimApplication& owner) : owner_(owner) { owner_.isWindowAlive = true; }
-    ~Window() override { owner_.isWindowAlive = false; }
+    explicit Window(SimApplication& owner) : owner_(owner), isAlive_(owner.isWindowAlive) {
+        *isAlive_ = true;
+    }
+    ~Window() override { *isAlive_ = false; }
     Window(const Window&) = delete;
     Window& operator=(const Window&) = delete;
 
@@ -103,6 +105,7 @@ class SimApplication::Window final : public platform::BubbleWindow {
 
   private:
     SimApplication& owner_;
+    const std::shared_ptr<bool> isAlive_;
     std::shared_ptr<SimLayer> layer_ = std::make_shared<SimLayer>();
 };
 

@@ -68,7 +68,8 @@ class SimApplication final : public platform::ApplicationLoop {
     std::optional<platform::ActivationPolicy> policy;
     std::vector<platform::BubbleWindowProperties> applied;  // the first is the creation's
     bool isVisible = false;
-    bool isWindowAlive = false;
+    // The window may outlive everything here, in a task that is never run.
+    std::shared_ptr<bool> isWindowAlive = std::make_shared<bool>(false);
     int terminations = 0;
     bool launched = false;
     bool terminatesWithoutWindow = false;  // what the delegate said

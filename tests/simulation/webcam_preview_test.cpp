@@ -38,6 +38,12 @@ class WebcamPreview : public testing::Test {
             platform::CameraDevice{"a", "Camera A", "1:1"}};
     }
 
+    // A run that goes on is ended, or what it waits for would keep it for good.
+    ~WebcamPreview() override {
+        sim.application.terminate();
+        sim.dispatch.settle();
+    }
+
     void run(cli::Arguments arguments = {"webcam-preview", "--rect", "100,200,240,320"}) {
         support::startDetached(sim.dispatch.mainQueue(),
                                runInto(std::move(arguments), sim.ports, outcome));
@@ -291,7 +297,7 @@ TEST_F(WebcamPreview, ASwitchThatIsUnderWayAtQuitDoesNoHarm) {
     input("device b\nquit\n");
     EXPECT_EQ(outcome.status, 0);
     sim.dispatch.advance(2s);
-    EXPECT_FALSE(sim.application.isWindowAlive && sim.application.isVisible);
+    EXPECT_FALSE(*sim.application.isWindowAlive && sim.application.isVisible);
 }
 
 TEST_F(WebcamPreview, ASwitchThatOutlivesTheWindowDoesNothing) {
@@ -302,9 +308,9 @@ TEST_F(WebcamPreview, ASwitchThatOutlivesTheWindowDoesNothing) {
                                            sim.application, sim.cameras, sim.dispatch);
     });
     sim.dispatch.settle();
-    ASSERT_TRUE(sim.application.isWindowAlive);
+    ASSERT_TRUE(*sim.application.isWindowAlive);
     window.reset();
-    EXPECT_FALSE(sim.application.isWindowAlive) << "the task holds it weakly";
+    EXPECT_FALSE(*sim.application.isWindowAlive) << "the task holds it weakly";
     sim.dispatch.advance(2s);
     EXPECT_THAT(sim.cameras.calls, IsEmpty());
 }

@@ -94,7 +94,7 @@ def compositing_manager(display):
                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
         # It paints the background of its own once it has taken over.
-        desktop.wait_until(lambda: screen_colour(4, 4, display) == GREY, 10, "picom")
+        desktop.wait_until(lambda: screen_colour(4, 4, display) == GREY, 30, "picom")
         yield
     finally:
         desktop.end(process)
