@@ -4,6 +4,7 @@
 #include <string>
 
 #include <benchmark/benchmark.h>
+#include <unistd.h>
 
 #include "health/recording_health_telemetry.h"
 #include "platform/linux/files/linux_file_manager.h"
@@ -24,11 +25,9 @@ class Sound final : public platform::SampleBuffer {
 
 // Lines included: one in two seconds.
 void recordAudioSample(benchmark::State& state) {
-    auto folder = (std::filesystem::temp_directory_path() /
-                   "health-XXXXX"
-                   "X")
-                      .string();
-    if (mkdtemp(folder.data()) == nullptr) return state.SkipWithError("no temporary folder");
+    const auto folder =
+        (std::filesystem::temp_directory_path() / ("health-" + std::to_string(getpid()))).string();
+    std::filesystem::create_directory(folder);
     support::AsioDispatch dispatch;
     platform::files::LinuxFileManager files;
     platform::process::LinuxProcess process;

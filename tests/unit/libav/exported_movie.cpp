@@ -15,20 +15,6 @@
 
 namespace quorvane::platform::libav {
 
-ExportFolder::ExportFolder() {
-    auto name = (std::filesystem::temp_directory_path() /
-                 "export-XXXXX"
-                 "X")
-                    .string();
-    EXPECT_NE(mkdtemp(name.data()), nullptr);
-    path_ = name;
-}
-
-ExportFolder::~ExportFolder() {
-    std::error_code error;
-    std::filesystem::remove_all(path_, error);
-}
-
 std::string quoted(const std::string& text) {
     std::string result = "'";
     for (const char character : text)

@@ -9,21 +9,12 @@
 #include <vector>
 
 #include "platform/export_session.h"
+#include "unit/temporary_folder.h"
 
 namespace quorvane::platform::libav {
 
 // A folder that is gone with the test.
-class ExportFolder {
-  public:
-    ExportFolder();
-    ~ExportFolder();
-    ExportFolder(const ExportFolder&) = delete;
-    ExportFolder& operator=(const ExportFolder&) = delete;
-    std::string operator/(const std::string& name) const { return path_ / name; }
-
-  private:
-    std::filesystem::path path_;
-};
+using ExportFolder = TemporaryFolder;
 
 // For the shell.
 std::string quoted(const std::string& text);

@@ -20,6 +20,7 @@
 
 #include "platform/linux/libav/libav_movie_writer.h"
 #include "platform/sample_buffer.h"
+#include "unit/temporary_folder.h"
 
 namespace quorvane::platform::libav {
 
@@ -120,22 +121,15 @@ constexpr support::MediaTime sessionBegin{1000s};
 // A folder that goes with the test.
 class TestFolder {
   public:
-    explicit TestFolder(const std::string& parent = testing::TempDir()) {
-        std::string pattern = parent + "/quorvane-movie-XXXXXX";
-        EXPECT_NE(mkdtemp(pattern.data()), nullptr);
-        path_ = pattern;
-    }
-    ~TestFolder() { std::filesystem::remove_all(path_); }
-    TestFolder(const TestFolder&) = delete;
-    TestFolder& operator=(const TestFolder&) = delete;
-    std::string file(const std::string& name) const { return path_ + "/" + name; }
+    explicit TestFolder(const std::string& parent = testing::TempDir()) : folder_(parent) {}
+    std::string file(const std::string& name) const { return folder_ / name; }
     std::size_t count() const {
         return static_cast<std::size_t>(
-            std::distance(std::filesystem::directory_iterator(path_), {}));
+            std::distance(std::filesystem::directory_iterator(folder_.path()), {}));
     }
 
   private:
-    std::string path_;
+    TemporaryFolder folder_;
 };
 
 constexpr AudioInputSettings soundSettings{

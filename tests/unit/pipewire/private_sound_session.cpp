@@ -71,9 +71,6 @@ bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds
 }
 
 PrivateSoundSession::PrivateSoundSession(Speakers speakers) : speakers_(speakers) {
-    std::string pattern = fs::temp_directory_path() / "quorvane-sound-XXXXXX";
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("No temporary directory.");
-    directory_ = pattern;
     setenv("XDG_RUNTIME_DIR", directory_.c_str(), 1);
     setenv("HOME", directory_.c_str(), 1);
     setenv("XDG_CONFIG_HOME", (directory_ + "/config").c_str(), 1);
@@ -95,8 +92,6 @@ PrivateSoundSession::PrivateSoundSession(Speakers speakers) : speakers_(speakers
 PrivateSoundSession::~PrivateSoundSession() {
     for (const auto& [role, process] : processes_)
         end(process);
-    std::error_code ignored;
-    fs::remove_all(directory_, ignored);
 }
 
 void PrivateSoundSession::writeConfiguration() const {

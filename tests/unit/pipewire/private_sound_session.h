@@ -13,6 +13,8 @@
 
 #include <sys/types.h>
 
+#include "unit/temporary_folder.h"
+
 namespace quorvane::test {
 
 // Whether the condition came true before the patience ended.
@@ -53,7 +55,8 @@ class PrivateSoundSession {
     void writeConfiguration() const;
 
     const Speakers speakers_;
-    std::string directory_;
+    const TemporaryFolder folder_;
+    const std::string directory_ = folder_.path();
     std::map<std::string, pid_t> processes_;  // by role
 };
 

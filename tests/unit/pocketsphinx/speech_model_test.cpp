@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include "unit/temporary_folder.h"
+
 namespace quorvane::platform::pocketsphinx {
 namespace {
 
@@ -15,16 +17,6 @@ namespace fs = std::filesystem;
 // A folder of models, gone with the test.
 class Models : public testing::Test {
   protected:
-    Models() {
-        auto name = (fs::temp_directory_path() /
-                     "models-XXXXX"
-                     "X")
-                        .string();
-        EXPECT_NE(mkdtemp(name.data()), nullptr);
-        folder = name;
-    }
-    ~Models() override { fs::remove_all(folder); }
-
     void install(const std::string& name) const {
         fs::create_directories(folder / name / name);
         for (const auto& file : {name + "/mdef", name + ".lm.bin", name + "-phone.lm.bin",
@@ -42,7 +34,8 @@ class Models : public testing::Test {
         return name;
     }
 
-    fs::path folder;
+    const TemporaryFolder ownFolder;
+    const fs::path folder = ownFolder.path();
 };
 
 TEST_F(Models, AreFoundByLocaleAndThenByLanguage) {

@@ -19,6 +19,7 @@
 #include "postprocess/audio_mix_down.h"
 #include "simulation/recording_fixture.h"
 #include "support/asio_dispatch.h"
+#include "unit/temporary_folder.h"
 
 namespace quorvane::postprocess {
 
@@ -47,19 +48,6 @@ inline std::string read(const std::string& path) {
 
 class RealMixDown : public testing::Test {
   protected:
-    RealMixDown() {
-        auto name = (std::filesystem::temp_directory_path() /
-                     "mix-XXXXX"
-                     "X")
-                        .string();
-        EXPECT_NE(mkdtemp(name.data()), nullptr);
-        folder = name;
-    }
-    ~RealMixDown() override {
-        std::filesystem::permissions(folder, std::filesystem::perms::owner_all);
-        std::filesystem::remove_all(folder);
-    }
-
     // A movie of a second and a half with so many tones.
     std::string movie(const std::string& name, int tones = 2) const {
         std::string inputs;
@@ -132,7 +120,8 @@ class RealMixDown : public testing::Test {
         return text;
     }
 
-    std::filesystem::path folder;
+    const TemporaryFolder ownFolder;
+    const std::filesystem::path folder = ownFolder.path();
     simulation::SimPlatform sim;
     platform::libav::LibavMediaAssets assets;
     platform::libav::LibavExportService exports;

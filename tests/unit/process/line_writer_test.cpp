@@ -11,6 +11,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "unit/temporary_folder.h"
+
 namespace quorvane::platform::process {
 namespace {
 
@@ -163,8 +165,8 @@ TEST(LineWriter, LeavesTheModeOfTheSharedDescriptorAlone) {
 }
 
 TEST(LineWriter, WritesToAFileAndToNothing) {
-    char path[] = "/tmp/line-writer-XXXXXX";
-    const int file = mkstemp(path);
+    const TemporaryFolder folder;
+    const int file = open((folder / "lines").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_GE(file, 0);
     {
         LineWriter writer(file);
@@ -175,7 +177,6 @@ TEST(LineWriter, WritesToAFileAndToNothing) {
     EXPECT_EQ(pread(file, text.data(), text.size(), 0), 4);
     EXPECT_STREQ(text.data(), "a\nb\n");
     close(file);
-    unlink(path);
     LineWriter closed(file);
     closed.write("lost\n", 0ms);
 }

@@ -16,6 +16,7 @@
 #include <unistd.h>
 
 #include "support/asio_dispatch.h"
+#include "unit/temporary_folder.h"
 
 namespace quorvane::platform::process {
 namespace {
@@ -101,13 +102,13 @@ TEST(LinuxProcess, ABrokenPipeDoesNotKill) {
 }
 
 TEST(LinuxProcess, AFileSizeLimitFailsTheWriteAlone) {
-    EXPECT_EQ(statusOf([] {
+    const TemporaryFolder folder;
+    EXPECT_EQ(statusOf([&] {
                   const LinuxProcess process;
                   const rlimit limit{16, 16};
                   if (setrlimit(RLIMIT_FSIZE, &limit) != 0) return 1;
-                  char path[] = "/tmp/file-size-XXXXXX";
-                  const int file = mkstemp(path);
-                  unlink(path);
+                  const int file =
+                      open((folder / "file").c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600);
                   const std::string text(17, 'x');
                   if (write(file, text.data(), text.size()) != 16) return 2;
                   return write(file, "x", 1) == -1 && errno == EFBIG ? 0 : 3;
