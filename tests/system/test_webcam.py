@@ -12,6 +12,7 @@ import numpy
 import desktop
 from bubble import (BACKGROUND, QUADRANTS, Bubble, camera, fill_background, is_near, outline, screenshot, stays)
 from case import SystemTest
+from windows import picom
 
 BLACK = (0, 0, 0)
 MAGENTA = (0xC0, 0x20, 0xC0)
@@ -20,17 +21,6 @@ SCREEN_HEIGHT = 1080  # the private desktop's
 
 def border_over(color):
     return tuple(255 * 0.85 + part * 0.15 for part in color)
-
-
-@contextlib.contextmanager
-def compositing_manager(display=None):
-    environment = {**os.environ, **({"DISPLAY": display} if display else {})}
-    process = subprocess.Popen(["picom", "--backend", "xrender", "--config", "/dev/null"], env=environment,
-                               stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    try:
-        yield process
-    finally:
-        desktop.end(process)
 
 
 class Webcam(SystemTest):
@@ -91,7 +81,7 @@ class Webcam(SystemTest):
             bubble.wait_until_shows(100, top, 240, 240)
             before = screenshot()
             number = bubble.window()
-            with compositing_manager():
+            with picom():
                 shadow = (220, top + 246)
                 desktop.wait_until(lambda: sum(screenshot()[shadow[1], shadow[0]]) <
                                    sum(screenshot()[shadow[1] + 60, shadow[0]]) - 20, 15, "the shadow")

@@ -65,12 +65,16 @@ def heeds_windows(display):
     process = subprocess.Popen([str(desktop.TOOLS / "window_source")], stdout=subprocess.PIPE, bufsize=0,
                                env=environment(display))
     try:
-        return desktop.read_line(process, 3) == "ready"
+        return desktop.read_line(process, 1) == "ready"
     except AssertionError:
         return False
     finally:
         desktop.end(process)
         process.stdout.close()
+
+
+def manages_windows(display):
+    return "0x" in root_property("_NET_CLIENT_LIST", display)
 
 
 @contextlib.contextmanager
@@ -82,22 +86,31 @@ def window_manager(display):
         # It says that it is there before it heeds new windows.
         desktop.wait_until(lambda: "window id" in root_property("_NET_SUPPORTING_WM_CHECK", display), 10, "openbox")
         desktop.wait_until(lambda: heeds_windows(display), 30, "openbox")
+        # Identifiers come back: the next window must not be taken for the one that has just gone.
+        desktop.wait_until(lambda: not manages_windows(display), 10, "openbox")
         yield
     finally:
         desktop.end(process)
 
 
 @contextlib.contextmanager
-def compositing_manager(display):
-    """picom on that display, without shadows and fading."""
+def picom(display=None):
+    """It on that display (None: this one), without shadows and fading; gives its process."""
     process = subprocess.Popen(["picom", "--config", "/dev/null", "--backend", "xrender"], env=environment(display),
                                stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     try:
-        # It paints the background of its own once it has taken over.
-        desktop.wait_until(lambda: screen_colour(4, 4, display) == GREY, 30, "picom")
-        yield
+        yield process
     finally:
         desktop.end(process)
+
+
+@contextlib.contextmanager
+def compositing_manager(display):
+    """picom on that display, which has no background, once it has taken over."""
+    with picom(display):
+        # Then it paints a background of its own.
+        desktop.wait_until(lambda: screen_colour(4, 4, display) == GREY, 30, "picom")
+        yield
 
 
 def screen_colour(x, y, display):
