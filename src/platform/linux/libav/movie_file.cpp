@@ -41,6 +41,7 @@ void MovieFile::create(const std::string& path, std::vector<isobmff::TrackDescri
         pending_.resize(tracks_.size());
         ends_.resize(tracks_.size());
     }
+    lastFragment_ = lastUpdate_ = clock_.hostTime();
     const auto now = std::chrono::floor<std::chrono::seconds>(clock_.wallTime());
     creationTime_ =
         static_cast<std::uint64_t>(now.time_since_epoch().count()) + secondsFrom1904To1970;
@@ -166,7 +167,6 @@ void MovieFile::run(const Events& events) {
 }
 
 void MovieFile::writeFragments() {
-    lastFragment_ = lastUpdate_ = clock_.hostTime();
     for (bool over = false; !over;) {
         const auto now = clock_.hostTime();
         bool hasFragment = false;
