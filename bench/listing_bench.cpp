@@ -1,6 +1,6 @@
 // What it takes to list windows once connected: the questions to the server, and the names of the
 // applications. On the display of the environment, with windows of its own beside those that are
-// there: scripts/desktop-session -- build/bench/bench_listing
+// there: scripts/desktop-session -- build/release/bench_listing
 #include <algorithm>
 #include <chrono>
 #include <string>

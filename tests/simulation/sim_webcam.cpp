@@ -106,7 +106,7 @@ class SimApplication::Window final : public platform::BubbleWindow {
   private:
     SimApplication& owner_;
     const std::shared_ptr<bool> isAlive_;
-    std::shared_ptr<SimLayer> layer_ = std::make_shared<SimLayer>();
+    std::shared_ptr<platform::CameraPreviewLayer> layer_ = std::make_shared<SimLayer>();
 };
 
 void SimApplication::setDelegate(std::weak_ptr<platform::ApplicationDelegate> delegate) {

@@ -15,14 +15,14 @@ namespace {
 
 constexpr int never = 1 << 30;
 
-std::atomic<int> calls{0};
+std::atomic<int> diskCalls{0};
 std::atomic<int> firstFault{never};
 std::atomic<int> lastFault{never};
 std::atomic<int> fault{0};  // errno; 0: the process dies
 
 void arm(int first, int last, int errorNumber) {
     fault = errorNumber;
-    calls = 0;
+    diskCalls = 0;
     lastFault = last;
     firstFault = first;
 }
@@ -40,12 +40,12 @@ void failFromCall(int nth, int errorNumber) {
 }
 int countCalls() {
     firstFault = never;
-    return calls;
+    return diskCalls;
 }
 
 // The error of this call, 0 for none.
 int faultOfThisCall() {
-    const int call = ++calls;
+    const int call = ++diskCalls;
     if (call < firstFault || call > lastFault) return 0;
     if (fault == 0) {
         kill(getpid(), SIGKILL);

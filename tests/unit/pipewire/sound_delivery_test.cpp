@@ -11,6 +11,7 @@ namespace quorvane::platform::pipewire {
 namespace {
 
 using namespace std::chrono_literals;
+using support::MediaTime;
 
 class CountingMemory final : public std::pmr::memory_resource {
   public:
@@ -49,15 +50,11 @@ class SoundDeliveryTest : public testing::Test {
         [this](SampleBufferPtr sample) { delivered_.push_back(std::move(sample)); }};
 };
 
-support::MediaTime at(std::chrono::nanoseconds time) {
-    return support::MediaTime(time);
-}
-
 TEST_F(SoundDeliveryTest, AStretchIsDatedByWhenItWasHeard) {
     push(10s, 1024, 0.5F);
     delivery_.deliver(ring_, -150ms);
     ASSERT_EQ(delivered_.size(), 1U);
-    EXPECT_EQ(delivered_[0]->presentationTime(), at(9850ms));
+    EXPECT_EQ(delivered_[0]->presentationTime(), MediaTime(9850ms));
     EXPECT_EQ(delivered_[0]->sampleCount(), 1024);
     EXPECT_EQ(delivered_[0]->data().size(), 8192U);
     EXPECT_EQ(delivered_[0]->audioFormat()->sampleRate, 48000);
@@ -72,11 +69,11 @@ TEST_F(SoundDeliveryTest, ALongStretchIsHandedOnInPiecesWithoutAGap) {
     EXPECT_EQ(delivered_[0]->sampleCount(), 1024);
     EXPECT_EQ(delivered_[1]->sampleCount(), 1024);
     EXPECT_EQ(delivered_[2]->sampleCount(), 352);
-    EXPECT_EQ(delivered_[2]->presentationTime(), at(10s + 42666666ns));
+    EXPECT_EQ(delivered_[2]->presentationTime(), MediaTime(10s + 42666666ns));
 }
 
 TEST_F(SoundDeliveryTest, NothingFromTheLimitOnIsHandedOn) {
-    delivery_.limit(at(10s + 5ms));
+    delivery_.limit(MediaTime(10s + 5ms));
     push(9990ms, 480, 0.5F);
     delivery_.deliver(ring_, 0ms);
     EXPECT_FALSE(delivery_.reachedLimit());

@@ -106,10 +106,10 @@ void expectColor(std::uint32_t actual, std::uint32_t expected) {
 }
 
 TEST(VideoFill, EveryFormatIsDrawnInItsColorsWhateverItsStride) {
-    constexpr VideoFormat formats[] = {VideoFormat::yuy2, VideoFormat::uyvy, VideoFormat::nv12,
-                                       VideoFormat::i420, VideoFormat::bgrx, VideoFormat::rgbx,
-                                       VideoFormat::bgr,  VideoFormat::rgb};
-    for (const auto format : formats) {
+    constexpr VideoFormat everyFormat[] = {VideoFormat::yuy2, VideoFormat::uyvy, VideoFormat::nv12,
+                                           VideoFormat::i420, VideoFormat::bgrx, VideoFormat::rgbx,
+                                           VideoFormat::bgr,  VideoFormat::rgb};
+    for (const auto format : everyFormat) {
         for (const int padding : {0, 32}) {
             SCOPED_TRACE("format " + std::to_string(static_cast<int>(format)) + ", padding " +
                          std::to_string(padding));

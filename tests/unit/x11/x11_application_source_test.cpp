@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include "platform/platform_error.h"
+#include "unit/x11/colours.h"
 #include "unit/x11/other_program.h"
 #include "unit/x11/source_recording.h"
 #include "unit/x11/x_client.h"
@@ -14,12 +15,6 @@
 
 namespace quorvane::platform::x11 {
 namespace {
-
-constexpr std::uint32_t red = 0xFF0000;
-constexpr std::uint32_t green = 0x00FF00;
-constexpr std::uint32_t blue = 0x0000FF;
-constexpr std::uint32_t white = 0xFFFFFF;
-constexpr std::uint32_t black = 0x000000;
 
 CapturedContent ownWindowsOn(const Display& display) {
     return ApplicationContent{display, {RunningApplication{getpid(), "test", ""}}, {}};

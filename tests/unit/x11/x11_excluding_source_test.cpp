@@ -6,6 +6,7 @@
 
 #include <gtest/gtest.h>
 
+#include "unit/x11/colours.h"
 #include "unit/x11/source_recording.h"
 #include "unit/x11/x_client.h"
 #include "unit/x11/x_server.h"
@@ -14,13 +15,6 @@ namespace quorvane::platform::x11 {
 namespace {
 
 using namespace std::chrono_literals;
-
-constexpr std::uint32_t red = 0xFF0000;
-constexpr std::uint32_t green = 0x00FF00;
-constexpr std::uint32_t blue = 0x0000FF;
-constexpr std::uint32_t white = 0xFFFFFF;
-constexpr std::uint32_t grey = 0x808080;
-constexpr std::uint32_t brown = 0x663300;
 
 CapturedContent without(const std::vector<std::uint32_t>& identifiers,
                         const Display& display = wholeScreen(640, 480)) {

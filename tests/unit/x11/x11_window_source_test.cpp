@@ -8,6 +8,7 @@
 
 #include "platform/linux/x11/x11_screen_source.h"
 #include "platform/platform_error.h"
+#include "unit/x11/colours.h"
 #include "unit/x11/source_recording.h"
 #include "unit/x11/x_client.h"
 #include "unit/x11/x_server.h"
@@ -17,11 +18,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::uint32_t red = 0xFF0000;
-constexpr std::uint32_t green = 0x00FF00;
-constexpr std::uint32_t blue = 0x0000FF;
-constexpr std::uint32_t white = 0xFFFFFF;
-constexpr std::uint32_t black = 0x000000;
 constexpr std::uint32_t cursorColour = 0x6E006E;  // of a blue pixel beside red ones
 
 CapturedContent windowContent(std::uint32_t identifier) {

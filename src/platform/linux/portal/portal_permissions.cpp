@@ -11,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include <fmt/format.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
@@ -100,11 +101,10 @@ class Question {
                              "member='Response'",
                              onResponse))
             return false;
-        const std::string portalLeft =
-            std::string(
-                "type='signal',sender='org.freedesktop.DBus',"
-                "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg0='") +
-            portalName + "',arg2=''";
+        const std::string portalLeft = fmt::format(
+            "type='signal',sender='org.freedesktop.DBus',interface='org.freedesktop.DBus',"
+            "member='NameOwnerChanged',arg0='{}',arg2=''",
+            portalName);
         if (!listen(portalLeft.c_str(), onPortalLeft) || !request()) return false;
         while (!response() && !portalLeft_) {
             const int done = sd_bus_process(bus_.get(), nullptr);
