@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import select
 import subprocess
 
 import desktop
@@ -56,41 +57,22 @@ def environment(display):
     return dict(os.environ) if display is None else {**os.environ, "DISPLAY": display}
 
 
-def root_property(name, display):
-    return subprocess.run(["xprop", "-root", name], capture_output=True, text=True, timeout=10,
-                          env=environment(display)).stdout
-
-
-def heeds_windows(display):
-    process = subprocess.Popen([str(desktop.TOOLS / "window_source")], stdout=subprocess.PIPE, bufsize=0,
-                               env=environment(display))
-    try:
-        return desktop.read_line(process, 1) == "ready"
-    except AssertionError:
-        return False
-    finally:
-        desktop.end(process)
-        process.stdout.close()
-
-
-def manages_windows(display):
-    return "0x" in root_property("_NET_CLIENT_LIST", display)
-
-
 @contextlib.contextmanager
 def window_manager(display):
     """openbox on that display."""
-    process = subprocess.Popen(["openbox", "--sm-disable"], env=environment(display), stdin=subprocess.DEVNULL,
-                               stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    # What it is to run at its start tells that it heeds new windows, which its properties do not.
+    heard, said = os.pipe()
+    process = subprocess.Popen(["openbox", "--sm-disable", "--startup", f"sh -c 'echo >/proc/{os.getpid()}/fd/{said}'"],
+                               env=environment(display), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL,
+                               stderr=subprocess.DEVNULL)
     try:
-        # It says that it is there before it heeds new windows.
-        desktop.wait_until(lambda: "window id" in root_property("_NET_SUPPORTING_WM_CHECK", display), 10, "openbox")
-        desktop.wait_until(lambda: heeds_windows(display), 30, "openbox")
-        # Identifiers come back: the next window must not be taken for the one that has just gone.
-        desktop.wait_until(lambda: not manages_windows(display), 10, "openbox")
+        if not select.select([heard], [], [], 30)[0]:
+            raise AssertionError("openbox was not there within 30 s")
         yield
     finally:
         desktop.end(process)
+        os.close(heard)
+        os.close(said)
 
 
 @contextlib.contextmanager
