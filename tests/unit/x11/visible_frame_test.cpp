@@ -1,5 +1,7 @@
 #include "platform/linux/x11/visible_frame.h"
 
+#include <vector>
+
 #include <gtest/gtest.h>
 
 namespace quorvane::platform::x11 {
@@ -50,6 +52,18 @@ TEST(VisibleFrame, HasTheDecorationsAndNotTheShadows) {
         SCOPED_TRACE(row.name);
         EXPECT_EQ(visibleFrame(row.placement), row.expected);
     }
+}
+
+TEST(ExtentsFrom, TakesFourWidthsThatCanBe) {
+    const auto sides = extentsFrom(std::vector<std::uint32_t>{1, 2, 3, 4, 5});
+    ASSERT_TRUE(sides);
+    EXPECT_EQ(sides->left, 1);
+    EXPECT_EQ(sides->right, 2);
+    EXPECT_EQ(sides->top, 3);
+    EXPECT_EQ(sides->bottom, 4);
+    EXPECT_FALSE(extentsFrom({}));
+    EXPECT_FALSE(extentsFrom(std::vector<std::uint32_t>{1, 2, 3}));
+    EXPECT_FALSE(extentsFrom(std::vector<std::uint32_t>{1, 2, 3, 0x10000}));
 }
 
 }  // namespace

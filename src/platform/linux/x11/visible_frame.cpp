@@ -1,5 +1,7 @@
 #include "platform/linux/x11/visible_frame.h"
 
+#include <algorithm>
+
 namespace quorvane::platform::x11 {
 namespace {
 
@@ -20,6 +22,16 @@ bool hasShadows(const Extents& shadows) {
 }
 
 }  // namespace
+
+std::optional<Extents> extentsFrom(std::span<const std::uint32_t> property) {
+    constexpr std::size_t sides = 4;
+    constexpr std::uint32_t most = 0xFFFF;
+    if (property.size() < sides) return std::nullopt;
+    const auto widths = property.first(sides);
+    if (std::ranges::any_of(widths, [](std::uint32_t width) { return width > most; }))
+        return std::nullopt;
+    return Extents{double(widths[0]), double(widths[1]), double(widths[2]), double(widths[3])};
+}
 
 support::Rect visibleFrame(const WindowPlacement& placement) {
     const auto seen = withoutShadows(placement.client, placement.shadows);

@@ -3,7 +3,9 @@
 // Units: pixels of the root window. Threads: pure, any. Errors: none.
 #pragma once
 
+#include <cstdint>
 #include <optional>
+#include <span>
 
 #include "support/geometry.h"
 
@@ -15,6 +17,10 @@ struct Extents {
     double top = 0;
     double bottom = 0;
 };
+
+// From the property _NET_FRAME_EXTENTS or _GTK_FRAME_EXTENTS: left, right, top, bottom. Nothing
+// when it is too short, or beyond the coordinates that there are.
+std::optional<Extents> extentsFrom(std::span<const std::uint32_t> property);
 
 struct WindowPlacement {
     support::Rect client;  // inside of its border

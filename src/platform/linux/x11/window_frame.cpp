@@ -22,11 +22,11 @@ Reply<T> answer(const Connection& connection, Cookie cookie,
     return reply;
 }
 
-// Left, right, top, bottom; nothing when the property is not there or makes no sense.
 std::optional<Extents> extentsOf(const xcb_get_property_reply_t& reply) {
-    if (reply.format != 32 || xcb_get_property_value_length(&reply) != 16) return std::nullopt;
-    const auto* widths = static_cast<const std::uint32_t*>(xcb_get_property_value(&reply));
-    return Extents{double(widths[0]), double(widths[1]), double(widths[2]), double(widths[3])};
+    if (reply.format != 32) return std::nullopt;
+    const auto* words = static_cast<const std::uint32_t*>(xcb_get_property_value(&reply));
+    const int bytes = xcb_get_property_value_length(&reply);
+    return extentsFrom({words, static_cast<std::size_t>(bytes) / sizeof *words});
 }
 
 support::Rect points(const PixelRect& rect) {

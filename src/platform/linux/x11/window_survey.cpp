@@ -371,9 +371,9 @@ class Surveyor {
         window.placement.clientBorder = geometry->border_width;
         if (candidate.topLevel != candidate.window) {
             window.placement.frame = outerRect(*frame);
-            window.placement.decorations = extentsOf(*decorations);
+            window.placement.decorations = extentsFrom(decorations->numbers());
         }
-        window.placement.shadows = extentsOf(*shadows).value_or(Extents());
+        window.placement.shadows = extentsFrom(shadows->numbers()).value_or(Extents());
         if (netName->type != 0) {
             window.title = textFrom(encodingOf(*netName, TextEncoding::utf8), netName->bytes);
         } else if (name->type != 0) {
@@ -412,16 +412,6 @@ class Surveyor {
         const double border = geometry.border_width;
         return {static_cast<double>(geometry.x), static_cast<double>(geometry.y),
                 geometry.width + 2 * border, geometry.height + 2 * border};
-    }
-
-    // Left, right, top, bottom.
-    static std::optional<Extents> extentsOf(const Property& property) {
-        const auto sides = property.numbers();
-        const auto isSane = [](std::uint32_t side) { return side <= 0xFFFF; };
-        if (sides.size() < 4 || !std::all_of(sides.begin(), sides.begin() + 4, isSane))
-            return std::nullopt;
-        return Extents{static_cast<double>(sides[0]), static_cast<double>(sides[1]),
-                       static_cast<double>(sides[2]), static_cast<double>(sides[3])};
     }
 
     const Connection& connection_;
