@@ -25,16 +25,17 @@ struct Answer {
     ShareableContent content;
 };
 
-// Knows nobody but by the class of a window.
+// Knows nobody but by what a window says of itself.
 class NoNames final : public ApplicationDirectory {
   public:
     std::vector<RunningApplication> describe(std::span<const ProcessWindows> processes) override {
         std::vector<RunningApplication> applications;
         for (const ProcessWindows& process : processes) {
             const bool known = !process.windows.empty();
-            applications.push_back({.processID = process.processID,
-                                    .applicationName = known ? process.windows[0].className : "",
-                                    .bundleIdentifier = ""});
+            applications.push_back(
+                {.processID = process.processID,
+                 .applicationName = known ? process.windows[0].className : "",
+                 .bundleIdentifier = known ? process.windows[0].applicationID : ""});
         }
         return applications;
     }
@@ -158,16 +159,85 @@ TEST(X11ShareableContent, WindowsThatVanishWhileTheyAreListedAreNoError) {
     churn.join();
 }
 
-TEST(X11ShareableContent, WithoutTheServersHelpNobodyOwnsAWindowThatDoesNotSaySo) {
+TEST(X11ShareableContent, WithoutTheServersHelpAWindowIsWhoseItSaysButOnThisMachineOnly) {
     const XServer server("640x480x24", {"-extension", "X-Resource"});
     XClient client(server.displayName());
-    client.openWindow({10, 20, 30, 40}, 0);
+    char host[256] = {};
+    ASSERT_EQ(gethostname(host, sizeof host - 1), 0);
+    const auto silent = client.openWindow({10, 20, 30, 40}, 0);
+    const auto homeless = client.openWindow({10, 20, 30, 40}, 0);
+    client.setProperty(homeless, "_NET_WM_PID", {11});
+    const auto remote = client.openWindow({10, 20, 30, 40}, 0);
+    client.setProperty(remote, "_NET_WM_PID", {22});
+    client.setText(remote, "WM_CLIENT_MACHINE", std::string(host) + ".elsewhere");
+    const auto local = client.openWindow({10, 20, 30, 40}, 0);
+    client.setProperty(local, "_NET_WM_PID", {33});
+    client.setText(local, "WM_CLIENT_MACHINE", host);
+
+    X11ShareableContent source(noNames(), server.displayName());
+    const auto answer = answerOf(source, 5s);
+    ASSERT_TRUE(answer);
+    const auto& windows = answer->content.windows;
+    ASSERT_EQ(windows.size(), 4u);
+    EXPECT_EQ(windows[0].windowID, local);
+    ASSERT_TRUE(windows[0].owningApplication);
+    EXPECT_EQ(windows[0].owningApplication->processID, 33);
+    EXPECT_EQ(windows[1].windowID, remote);
+    EXPECT_FALSE(windows[1].owningApplication);
+    EXPECT_EQ(windows[2].windowID, homeless);
+    EXPECT_FALSE(windows[2].owningApplication);
+    EXPECT_EQ(windows[3].windowID, silent);
+    EXPECT_FALSE(windows[3].owningApplication);
+    ASSERT_EQ(answer->content.applications.size(), 1u);
+}
+
+TEST(X11ShareableContent, TheServersWordGoesBeforeTheWindows) {
+    const XServer server("640x480x24");
+    XClient client(server.displayName());
+    const auto window = client.openWindow({10, 20, 30, 40}, 0);
+    client.setProperty(window, "_NET_WM_PID", {1});
+    client.setText(window, "_GTK_APPLICATION_ID", "org.example.Editor");
     X11ShareableContent source(noNames(), server.displayName());
     const auto answer = answerOf(source, 5s);
     ASSERT_TRUE(answer);
     ASSERT_EQ(answer->content.windows.size(), 1u);
-    EXPECT_FALSE(answer->content.windows[0].owningApplication);
-    EXPECT_TRUE(answer->content.applications.empty());
+    const auto& owner = answer->content.windows[0].owningApplication;
+    ASSERT_TRUE(owner);
+    EXPECT_EQ(owner->processID, getpid());
+    EXPECT_EQ(owner->bundleIdentifier, "org.example.Editor");
+}
+
+// A window manager that tells nothing on the root window puts programs' windows into frames of its
+// own and marks them, as the Inter-Client Communication Conventions (4.1.3.1) have it.
+TEST(X11ShareableContent, FindsProgramsWindowsWithinTheFramesOfAPlainWindowManager) {
+    const XServer server("640x480x24");
+    XClient client(server.displayName());
+    const auto frame = client.openWindow({100, 50, 210, 130}, 0);
+    const auto title = client.makeWindow({0, 0, 210, 20}, 0, frame);
+    const auto inner = client.makeWindow({5, 25, 200, 100}, 0, frame);
+    const auto window = client.makeWindow({0, 0, 200, 100}, 0, inner);
+    for (const auto each : {title, inner, window})
+        client.mapWindow(each);
+    client.markManaged(window);
+    const auto menu = client.openWindow({400, 300, 50, 60}, 0);
+
+    X11ShareableContent source(noNames(), server.displayName());
+    const auto answer = answerOf(source, 5s);
+    ASSERT_TRUE(answer);
+    const auto& windows = answer->content.windows;
+    ASSERT_EQ(windows.size(), 2u);
+    EXPECT_EQ(windows[0].windowID, menu);
+    EXPECT_NE(windows[0].windowLayer, 0);
+    EXPECT_EQ(windows[1].windowID, window);
+    EXPECT_EQ(windows[1].frame, (support::Rect{100, 50, 210, 130}));
+    EXPECT_TRUE(windows[1].isOnScreen);
+    // Put away by its manager: its frame goes, and it says so.
+    client.unmapWindow(frame);
+    client.setProperty(window, "WM_STATE", {3, 0});
+    const auto later = answerOf(source, 5s);
+    ASSERT_TRUE(later);
+    for (const auto& each : later->content.windows)
+        EXPECT_FALSE(each.windowID == window && each.isOnScreen);
 }
 
 TEST(X11ShareableContent, AServerThatEndsMeanwhileIsAnError) {

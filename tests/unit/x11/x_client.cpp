@@ -193,6 +193,12 @@ void XClient::setProperty(std::uint32_t window, const std::string& name,
     sync();
 }
 
+void XClient::setText(std::uint32_t window, const std::string& name, const std::string& text) {
+    xcb_change_property(connection_.xcb(), XCB_PROP_MODE_REPLACE, window, atom(name),
+                        XCB_ATOM_STRING, 8, static_cast<std::uint32_t>(text.size()), text.data());
+    sync();
+}
+
 void XClient::markManaged(std::uint32_t window) {
     setProperty(window, "WM_STATE", {1, 0});
 }

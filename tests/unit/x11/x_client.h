@@ -43,6 +43,8 @@ class XClient {
     void setRootBackground(std::uint32_t pixel);
     void setProperty(std::uint32_t window, const std::string& name,
                      const std::vector<std::uint32_t>& values);
+    // Of type STRING.
+    void setText(std::uint32_t window, const std::string& name, const std::string& text);
     // As a window manager marks the windows that it manages.
     void markManaged(std::uint32_t window);
     // As compositing managers tell of themselves; it redirects nothing.
