@@ -8,7 +8,7 @@ import time
 
 import numpy
 
-from desktop import end, tool, wait_until
+from desktop import end, screenshot, tool, wait_until
 from recorder import PROGRAM, heed_interrupts
 
 BACKGROUND = (0x40, 0x60, 0xA0)
@@ -18,19 +18,6 @@ QUADRANTS = [(0xE0, 0x20, 0x20), (0x20, 0xC0, 0x20), (0x20, 0x40, 0xE0), (0xE0, 
 def camera(name, *options):
     """A camera of that name; by default its picture is QUADRANTS (see camera_source)."""
     return tool("camera_source", name, *options)
-
-
-def screenshot(display=None):
-    """The screen as rows of pixels of three bytes: red, green, blue."""
-    display = display or os.environ["DISPLAY"]
-    size = subprocess.run(["xwininfo", "-root", "-display", display], check=True, capture_output=True, text=True,
-                          timeout=10).stdout
-    width, height = (int(re.search(rf"{side}: (\d+)", size)[1]) for side in ("Width", "Height"))
-    grab = subprocess.run(
-        ["ffmpeg", "-v", "error", "-nostdin", "-f", "x11grab", "-draw_mouse", "0", "-video_size",
-         f"{width}x{height}", "-i", display, "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"],
-        check=True, capture_output=True, timeout=20).stdout
-    return numpy.frombuffer(grab, numpy.uint8).reshape(height, width, 3).astype(int)
 
 
 def fill_background(display=None):

@@ -11,6 +11,8 @@ import time
 import wave
 from pathlib import Path
 
+import numpy
+
 ROOT = Path(__file__).resolve().parents[2]
 TOOLS = Path(os.environ.get("QUORVANE_TOOLS", ROOT / "build/release"))
 SESSION_SCRIPT = ROOT / "scripts/desktop-session"
@@ -110,13 +112,25 @@ def move_pointer(x, y, display=None):
     subprocess.run(["xdotool", "mousemove", str(x), str(y)], check=True, timeout=10, env=environment)
 
 
+def screenshot(display=None):
+    """The screen as rows of pixels of three bytes: red, green, blue."""
+    environment = {**os.environ, **({"DISPLAY": display} if display else {})}
+    output = subprocess.run([str(TOOLS / "screenshot")], check=True, capture_output=True, timeout=20,
+                            env=environment).stdout
+    size, pixels = output.split(b"\n", 1)
+    width, height = map(int, size.split())
+    return numpy.frombuffer(pixels, numpy.uint8).reshape(height, width, 4)[:, :, 2::-1].astype(int)
+
+
 @contextlib.contextmanager
-def x_server(size="1920x1080x24"):
-    """An X server of the test's own; gives (process, display)."""
+def x_server(size="1920x1080x24", *, without=()):
+    """An X server of the test's own, without these extensions; gives (process, display)."""
+    extensions = [word for name in ("COMPOSITE", "DAMAGE", "RANDR", "MIT-SHM")
+                  for word in ("-extension" if name in without else "+extension", name)]
     read_end, write_end = os.pipe()
     server = subprocess.Popen(
-        ["Xvfb", "-displayfd", str(write_end), "-screen", "0", size, "+extension", "COMPOSITE",
-         "+extension", "DAMAGE", "+extension", "RANDR", "-nolisten", "tcp", "-noreset", "-s", "0"],
+        ["Xvfb", "-displayfd", str(write_end), "-screen", "0", size, *extensions,
+         "-nolisten", "tcp", "-noreset", "-s", "0"],
         pass_fds=[write_end], stdin=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     os.close(write_end)
     try:

@@ -1,6 +1,7 @@
 """The webcam bubble: what a user sees of it, and what its parent can do with it."""
 
 import contextlib
+import json
 import os
 import signal
 import subprocess
@@ -10,9 +11,11 @@ import unittest
 import numpy
 
 import desktop
-from bubble import (BACKGROUND, QUADRANTS, Bubble, camera, fill_background, is_near, outline, screenshot, stays)
+import windows
+from bubble import BACKGROUND, QUADRANTS, Bubble, camera, fill_background, is_near, outline, stays
 from case import SystemTest
-from windows import picom
+from desktop import screenshot
+from recorder import PROGRAM, Recorder
 
 BLACK = (0, 0, 0)
 MAGENTA = (0xC0, 0x20, 0xC0)
@@ -81,7 +84,7 @@ class Webcam(SystemTest):
             bubble.wait_until_shows(100, top, 240, 240)
             before = screenshot()
             number = bubble.window()
-            with picom():
+            with windows.picom():
                 shadow = (220, top + 246)
                 desktop.wait_until(lambda: sum(screenshot()[shadow[1], shadow[0]]) <
                                    sum(screenshot()[shadow[1] + 60, shadow[0]]) - 20, 15, "the shadow")
@@ -97,6 +100,19 @@ class Webcam(SystemTest):
             desktop.wait_until(lambda: is_near(screenshot()[top + 245, 220], BACKGROUND), 15, "the bare background")
             bubble.wait_until_shows(100, top, 240, 240)
             self.assert_outline(100, top, 240, 240, 120)
+
+    def test_on_servers_that_lack_something(self):
+        # Without the first there is no visual with alpha, without the second every picture is sent.
+        for missing in ("COMPOSITE", "MIT-SHM"):
+            with self.subTest(missing=missing), camera("one"), \
+                    desktop.x_server("800x600x24", without=[missing]) as (_, display):
+                fill_background(display)
+                with Bubble("100,100,240,240", display=display) as bubble:
+                    bubble.wait_until_shows(100, 260, 240, 240)
+                    self.assert_outline(100, 260, 240, 240, 120, display)
+                    bubble.command("reposition 200,50,400,400")
+                    bubble.wait_until_shows(200, 150, 400, 400)
+                    self.assert_outline(200, 150, 400, 400, 200, display)
 
     def test_positions_count_from_the_lower_left_of_the_main_screen(self):
         with desktop.x_server("1600x700x24") as (_, display), camera("one"):
@@ -213,9 +229,14 @@ class Webcam(SystemTest):
                 desktop.wait_until(lambda: "ButtonPress" in log.read_text(encoding="utf-8"), 10, "the click below")
             finally:
                 desktop.end(xev)
-            # Above other unmanaged windows that come later, and above a full-screen one.
+            # Above other unmanaged windows that come later, and above one that the manager lets fill the screen.
             with desktop.picture("pattern", 0, 0, 1920, SCREEN_HEIGHT):
                 bubble.wait_until_shows(*place)
+            with windows.window(300, 300, 200, 200, "--color", "c020c0") as other:
+                other.command("fullscreen")
+                desktop.wait_until(lambda: is_near(screenshot()[4, 4], MAGENTA), 10, "the full screen")
+                bubble.wait_until_shows(*place)
+                self.assertTrue(stays(lambda: bubble.shows(*place), 0.3))
             subprocess.run(["xdotool", "set_desktop", "1"], check=True, timeout=10)
             self.addCleanup(subprocess.run, ["xdotool", "set_desktop", "0"], timeout=10)
             self.assertTrue(stays(lambda: bubble.shows(*place), 0.5))
@@ -253,6 +274,27 @@ class Webcam(SystemTest):
             clients = subprocess.run(["xprop", "-root", "_NET_CLIENT_LIST"], check=True, capture_output=True, text=True,
                                      timeout=10).stdout
             self.assertNotIn(hex(bubble.window()), clients)
+
+    def test_a_recording_leaves_it_out(self):
+        x, y, size = 300, SCREEN_HEIGHT - 500, 200
+        with camera("one"), Bubble(f"{x},{SCREEN_HEIGHT - y - size},{size},{size}") as bubble:
+            bubble.wait_until_shows(x, y, size, size)
+            listing = json.loads(subprocess.run([PROGRAM, "list-sources"], check=True, capture_output=True,
+                                                timeout=10).stdout)
+            self.assertNotIn(bubble.window(), [each["id"] for each in listing["windows"] if each["layer"] == 0])
+            shown = []
+            for options in ((), ("--exclude-window-ids", str(bubble.window()))):
+                with Recorder(self.folder / f"{len(options)}.mp4", (x - 50, y - 50, size + 100, size + 100),
+                              options=options) as recorder:
+                    recorder.wait_until_started()
+                    time.sleep(0.5)
+                    bubble.wait_until_shows(x, y, size, size)
+                    recorder.finish()
+                    self.assert_succeeded(recorder)
+                shown.append(self.assert_finished(recorder.output).pictures()[-1])
+            for index, (row, column) in enumerate(((100, 100), (100, 200), (200, 100), (200, 200))):
+                self.assertTrue(is_near(shown[0][row, column], QUADRANTS[index]), shown[0][row, column])
+                self.assertTrue(is_near(shown[1][row, column], BACKGROUND), shown[1][row, column])
 
     def test_ends(self):
         def quit_command(bubble):

@@ -97,7 +97,4 @@ def compositing_manager(display):
 
 def screen_colour(x, y, display):
     """What the screen itself shows there."""
-    raw = subprocess.run(["ffmpeg", "-v", "error", "-f", "x11grab", "-draw_mouse", "0", "-video_size", "2x2", "-i",
-                          f"{display}+{x},{y}", "-frames:v", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"],
-                         stdin=subprocess.DEVNULL, capture_output=True, timeout=20).stdout
-    return tuple(raw[:3])
+    return tuple(desktop.screenshot(display)[y, x])

@@ -16,9 +16,9 @@
 //                 [--count N]                                  so many in a grid, titles numbered
 // Prints "ready" once the windows are mapped, and then their identifiers, a line each.
 // Reads commands, a line each, for the newest window; each is answered by "done":
-//   move X Y, resize W H, color RRGGBB, raise, lower, map, unmap, iconify, activate, close,
-//   title TEXT, title-hex BYTES; and "open" with the options from above, one between two blanks,
-//   which answers the identifier first.
+//   move X Y, resize W H, color RRGGBB, raise, lower, map, unmap, iconify, activate,
+//   fullscreen, close, title TEXT, title-hex BYTES; and "open" with the options from above, one
+//   between two blanks, which answers the identifier first.
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -194,13 +194,15 @@ class Windows {
     void unmap() { xcb_unmap_window(xcb_, newest_); }
     void close() { xcb_destroy_window(xcb_, newest_); }
     void setTitle(const std::string& title) { changeText("_NET_WM_NAME", "UTF8_STRING", title); }
-    void askManager(const char* message, std::uint32_t first) {
+    void askToFillTheScreen() { askManager("_NET_WM_STATE", 1, atom("_NET_WM_STATE_FULLSCREEN")); }
+    void askManager(const char* message, std::uint32_t first, std::uint32_t second = 0) {
         xcb_client_message_event_t event{};
         event.response_type = XCB_CLIENT_MESSAGE;
         event.format = 32;
         event.window = newest_;
         event.type = atom(message);
         event.data.data32[0] = first;
+        event.data.data32[1] = second;
         xcb_send_event(xcb_, false, screen_->root,
                        XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT,
                        reinterpret_cast<const char*>(&event));
@@ -390,6 +392,8 @@ void obey(Windows& windows, const std::string& line) {
         windows.askManager("WM_CHANGE_STATE", 3);
     } else if (command == "activate") {
         windows.askManager("_NET_ACTIVE_WINDOW", 2);
+    } else if (command == "fullscreen") {
+        windows.askToFillTheScreen();
     } else if (command == "close") {
         windows.close();
     } else if (command == "title") {
