@@ -395,6 +395,11 @@ TEST_F(LibavExport, FilesThatCannotBeOpenedHaveTheSystemsError) {
     std::ofstream(folder / "text.mp4") << "This is no movie.";
     EXPECT_EQ(codeOf(folder / "text.mp4").find("libav "), 0U);
     EXPECT_EQ(codeOf("concat:" + input), "POSIX 2");
+    EXPECT_EQ(codeOf(folder / ""), "POSIX 21");
+    const auto pipe = folder / "pipe.mp4";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+    EXPECT_EQ(codeOf(pipe), "POSIX 29") << "nobody may ever write to it";
+    EXPECT_EQ(codeOf("/dev/zero"), "POSIX 29");
 }
 
 TEST_F(LibavExport, AFileInTheWayIsNotTouched) {

@@ -147,7 +147,7 @@ TEST(LibavSoundReader, BothSidesAreHeard) {
 TEST(LibavSoundReader, SaysWhatIsWrongWithAFile) {
     const ExportFolder folder;
     EXPECT_EQ(errorOf(folder / "missing.wav"), "POSIX");
-    EXPECT_EQ(errorOf(folder / ""), "libav");
+    EXPECT_EQ(errorOf(folder / ""), "POSIX");
     const auto silent = folder / "silent.mp4";
     makeMovie("-f lavfi -i testsrc2=s=64x64:r=10:d=1 -c:v libx264 -preset ultrafast", silent);
     EXPECT_EQ(errorOf(silent), "libav");

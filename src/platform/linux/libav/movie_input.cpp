@@ -4,6 +4,7 @@
 #include <cerrno>
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 extern "C" {
@@ -15,14 +16,21 @@ extern "C" {
 namespace quorvane::platform::libav {
 namespace {
 
-// A file that cannot be opened has the system's error rather than the library's.
+// A file that cannot be opened has the system's error rather than the library's. Pipes and devices
+// are refused: they could keep whoever opens or reads them waiting forever, and nothing in them can
+// be gone back to.
 void checkReadable(const std::string& path) {
     int descriptor = -1;
     do {
-        descriptor = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
     } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0) throw posixError(errno, "Could not open " + path);
-    close(descriptor);
+    int error = descriptor < 0 ? errno : 0;
+    struct stat status {};
+    if (error == 0 && fstat(descriptor, &status) != 0) error = errno;
+    if (descriptor >= 0) close(descriptor);
+    if (error == 0 && S_ISDIR(status.st_mode)) error = EISDIR;
+    if (error == 0 && !S_ISREG(status.st_mode)) error = ESPIPE;
+    if (error != 0) throw posixError(error, "Could not open " + path);
 }
 
 }  // namespace

@@ -15,8 +15,8 @@ struct AVStream;
 namespace quorvane::platform::libav {
 
 // Times are those of the movie: edit lists and priming have been taken into account by the library.
-// Threads: one at a time. Errors: PlatformError, "POSIX" for a file that cannot be opened, "libav"
-// for one that is no media or is damaged.
+// Threads: one at a time. Errors: PlatformError, "POSIX" for what cannot be opened or is no file
+// (a folder, a pipe, a device), "libav" for one that is no media or is damaged.
 class MovieInput {
   public:
     explicit MovieInput(const std::string& path);
