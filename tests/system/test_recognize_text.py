@@ -11,6 +11,7 @@ import unittest
 import cairo
 from PIL import Image
 
+import desktop
 import screens
 from case import SystemTest
 from recorder import PROGRAM
@@ -235,12 +236,22 @@ class RecognizeText(SystemTest):
             for number, data in enumerate(damaged):
                 with self.subTest(name=name, number=number):
                     path.write_bytes(data)
-                    result = run(path, "--locale", "en-US", seconds=60)
-                    if result.returncode == 0:
-                        self.assertEqual(result.stderr, "")
-                        json.loads(result.stdout)
-                    else:
-                        self.assertEqual((result.returncode, result.stdout, result.stderr), (1, "", NOT_LOADED))
+                    self.assert_ends(path)
+
+    def test_files_of_the_fuzzer_end_with_one_document_or_one_line(self):
+        files = sorted((desktop.ROOT / "tests/fuzz/corpus/image").iterdir())
+        self.assertGreater(len(files), 20)
+        for file in files:
+            with self.subTest(file=file.name):
+                self.assert_ends(file)
+
+    def assert_ends(self, path):
+        result = run(path, "--locale", "en-US", seconds=60)
+        if result.returncode == 0:
+            self.assertEqual(result.stderr, "")
+            json.loads(result.stdout)
+        else:
+            self.assertEqual((result.returncode, result.stdout, result.stderr), (1, "", NOT_LOADED))
 
 
 if __name__ == "__main__":

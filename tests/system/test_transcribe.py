@@ -7,6 +7,7 @@ import unittest
 
 import numpy
 
+import desktop
 import speech
 from case import SystemTest
 from movie import Movie
@@ -164,6 +165,13 @@ class Transcribe(SystemTest):
             for name, damaged in damages(content, random.Random(kind)):
                 with self.subTest(kind=kind, damage=name):
                     self.assert_ends(self.folder / f"damaged.{kind}", damaged)
+
+    def test_files_of_the_fuzzer_end_with_a_document_or_an_error(self):
+        files = sorted((desktop.ROOT / "tests/fuzz/corpus/sound").iterdir())
+        self.assertGreater(len(files), 20)
+        for file in files:
+            with self.subTest(file=file.name):
+                self.assert_ends(self.folder / "file", file.read_bytes())
 
     def assert_ends(self, path, content):
         path.write_bytes(content)
