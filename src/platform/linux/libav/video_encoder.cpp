@@ -6,8 +6,6 @@
 #include <string>
 #include <vector>
 
-#include <signal.h>
-
 extern "C" {
 #include <libavcodec/avcodec.h>
 }
@@ -16,6 +14,7 @@ extern "C" {
 #include "isobmff/sequence_parameter_set.h"
 #include "platform/linux/libav/encoder_preset.h"
 #include "platform/linux/libav/libav_error.h"
+#include "support/signals_blocked.h"
 
 namespace quorvane::platform::libav {
 namespace {
@@ -41,23 +40,6 @@ struct OptionsDeleter {
 constexpr const char* x264Options =
     "force-cfr=1:rc-lookahead=0:sync-lookahead=0:mbtree=0:sliced-threads=1:bframes=0:8x8dct=1:"
     "annexb=0:zones=0,0,q=12";
-
-// While it lives, threads are started with every signal blocked: those of the encoder never take
-// one.
-class SignalsBlocked {
-  public:
-    SignalsBlocked() {
-        sigset_t everything;
-        sigfillset(&everything);
-        pthread_sigmask(SIG_SETMASK, &everything, &before_);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-  private:
-    sigset_t before_{};
-};
 
 void setOption(AVDictionary*& options, const char* key, const std::string& value) {
     if (av_dict_set(&options, key, value.c_str(), 0) < 0) throw std::bad_alloc();
@@ -120,7 +102,8 @@ VideoEncoder::VideoEncoder(const VideoInputSettings& settings, int cores)
     setOption(dictionary, "x264-params", x264Options);
     int result = 0;
     {
-        const SignalsBlocked blocked;
+        // The threads of the encoder never take one.
+        const support::SignalsBlocked blocked;
         result = avcodec_open2(codec_.get(), codec_->codec, &dictionary);
     }
     const std::unique_ptr<AVDictionary, OptionsDeleter> options(dictionary);

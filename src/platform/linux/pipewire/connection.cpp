@@ -9,35 +9,16 @@
 #include <utility>
 
 #include <pipewire/pipewire.h>
-#include <signal.h>
 
 #include "platform/linux/pipewire/pipewire_error.h"
 #include "support/mutex.h"
+#include "support/signals_blocked.h"
 
 namespace quorvane::platform::pipewire {
 namespace {
 
 constexpr const char* unusable = "PipeWire could not be set up.";
 constexpr const char* unreachable = "The sound server PipeWire could not be reached.";
-
-// Threads that are made meanwhile inherit the full mask.
-class SignalsBlocked {
-  public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        blocked_ = pthread_sigmask(SIG_SETMASK, &all, &before_) == 0;
-    }
-    ~SignalsBlocked() {
-        if (blocked_) pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-  private:
-    sigset_t before_{};
-    bool blocked_ = false;
-};
 
 void initialiseLibrary() {
     static std::once_flag once;
@@ -162,7 +143,7 @@ Connection::Connection(ConnectionUse use, Events events) : state_(std::make_uniq
         handlers.error = State::onError;
         return handlers;
     }();
-    const SignalsBlocked signalsBlocked;
+    const support::SignalsBlocked signalsBlocked;
     initialiseLibrary();
     State& state = *state_;
     state.events = std::move(events);
