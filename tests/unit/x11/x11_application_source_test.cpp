@@ -163,5 +163,18 @@ TEST_F(ApplicationSource, CannotLeaveOutWindows) {
     EXPECT_THROW(refused.start(), PlatformError);
 }
 
+TEST_F(ApplicationSource, AWindowUnderTheIdentifierOfOneThatHasGoneIsAnother) {
+    const std::uint32_t window = client.openWindow({50, 40, 200, 100}, red);
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(log.frame(0).at(60, 50), red));
+    client.replaceWindow(window, {300, 200, 100, 60}, blue);
+    EXPECT_TRUE(comesToShow(log, 310, 210, blue));
+    EXPECT_TRUE(isColour(log.last().at(60, 50), black));
+    // What is drawn in it is seen.
+    client.fillWindow(window, {0, 0, 50, 60}, green);
+    EXPECT_TRUE(comesToShow(log, 310, 210, green));
+}
+
 }  // namespace
 }  // namespace quorvane::platform::x11

@@ -69,8 +69,13 @@ std::vector<std::uint32_t> XClient::get(const PixelRect& rect) {
 }
 
 std::uint32_t XClient::openWindow(const PixelRect& rect, std::uint32_t pixel) {
+    const std::uint32_t window = xcb_generate_id(connection_.xcb());
+    openWindow(window, rect, pixel);
+    return window;
+}
+
+void XClient::openWindow(std::uint32_t window, const PixelRect& rect, std::uint32_t pixel) {
     xcb_connection_t* xcb = connection_.xcb();
-    const std::uint32_t window = xcb_generate_id(xcb);
     const xcb_rectangle_t at = wire(rect);
     const std::uint32_t values[] = {pixel, true};
     xcb_create_window(xcb, XCB_COPY_FROM_PARENT, window, connection_.root(), at.x, at.y, at.width,
@@ -78,7 +83,11 @@ std::uint32_t XClient::openWindow(const PixelRect& rect, std::uint32_t pixel) {
                       XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
     xcb_map_window(xcb, window);
     sync();
-    return window;
+}
+
+void XClient::replaceWindow(std::uint32_t window, const PixelRect& rect, std::uint32_t pixel) {
+    xcb_destroy_window(connection_.xcb(), window);
+    openWindow(window, rect, pixel);
 }
 
 std::uint32_t XClient::openBareWindow(const PixelRect& rect, bool withAlpha) {

@@ -22,6 +22,8 @@ class XClient {
 
     // A window that no window manager touches, in one colour.
     std::uint32_t openWindow(const PixelRect& rect, std::uint32_t pixel);
+    // Closes it and opens another under its identifier, at once.
+    void replaceWindow(std::uint32_t window, const PixelRect& rect, std::uint32_t pixel);
     // One whose pixels are drawn by this client alone, and only once: its server knows no
     // background for it. With an alpha its visual has 32 bits.
     std::uint32_t openBareWindow(const PixelRect& rect, bool withAlpha = false);
@@ -66,6 +68,7 @@ class XClient {
     void replaceMonitor(const std::string& name, const PixelRect& rect);
 
   private:
+    void openWindow(std::uint32_t window, const PixelRect& rect, std::uint32_t pixel);
     std::uint32_t atom(const std::string& name);
     void sync();
 

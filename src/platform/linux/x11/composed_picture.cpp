@@ -184,7 +184,7 @@ std::vector<bool> ComposedPicture::takeWindows() {
     for (const TopLevel& state : stack_.bottomToTop()) {
         if (!isShown(state)) continue;
         const auto known = std::find_if(old.begin(), old.end(), [&](const auto& window) {
-            return window && window->window() == state.window;
+            return window && window->window() == state.window && window->state().life == state.life;
         });
         if (known == old.end()) {
             windows_.push_back(std::make_unique<ComposedWindow>(connection_, state.window, false));

@@ -47,8 +47,14 @@ bool WindowStack::handle(const Event& event) {
         return window != nullptr;
     }
     switch (event.type) {
+        case XCB_DESTROY_NOTIFY: {
+            // Its identifier may come back before the next look at the tree.
+            const auto gone = static_cast<const xcb_destroy_notify_event_t*>(event.record)->window;
+            std::erase_if(windows_, [&](const TopLevel& each) { return each.window == gone; });
+            treeNoticed_ = noticed_ = true;
+            return true;
+        }
         case XCB_CREATE_NOTIFY:
-        case XCB_DESTROY_NOTIFY:
         case XCB_CIRCULATE_NOTIFY:
             treeNoticed_ = noticed_ = true;
             return true;
@@ -125,6 +131,7 @@ void WindowStack::readTree() {
         next.push_back(known != nullptr ? *known : TopLevel{});
         if (known != nullptr) continue;
         next.back().window = window;
+        next.back().life = ++lives_;
         const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
         xcb_change_window_attributes(xcb, window, XCB_CW_EVENT_MASK, &mask);
         if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, window, true);

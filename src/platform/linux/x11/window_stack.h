@@ -18,6 +18,8 @@ namespace quorvane::platform::x11 {
 
 struct TopLevel {
     std::uint32_t window = 0;
+    // Tells windows apart that have had the same identifier, one after the other.
+    unsigned life = 0;
     PixelRect outer;  // with its border
     int border = 0;
     bool mapped = false;
@@ -60,6 +62,7 @@ class WindowStack {
     std::uint8_t shapeNoticeType_ = 0;  // 0: no shapes
 
     std::vector<TopLevel> windows_;
+    unsigned lives_ = 0;
     bool noticed_ = true;
     bool treeNoticed_ = true;
     bool identityNoticed_ = true;
