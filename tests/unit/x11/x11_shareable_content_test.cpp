@@ -5,6 +5,7 @@
 #include <future>
 #include <optional>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <unistd.h>
@@ -238,6 +239,27 @@ TEST(X11ShareableContent, FindsProgramsWindowsWithinTheFramesOfAPlainWindowManag
     ASSERT_TRUE(later);
     for (const auto& each : later->content.windows)
         EXPECT_FALSE(each.windowID == window && each.isOnScreen);
+}
+
+// Some managers list their windows only as they came.
+TEST(X11ShareableContent, WindowsAreInTheirStackingWhateverOrderTheirManagerListsThemIn) {
+    const XServer server("640x480x24");
+    XClient client(server.displayName());
+    const auto manager = client.openWindow({0, 0, 1, 1}, 0);
+    for (const auto holder : {client.root(), manager})
+        client.setProperty(holder, "_NET_SUPPORTING_WM_CHECK", {manager});
+    const auto first = client.openWindow({10, 20, 30, 40}, 0);
+    const auto second = client.openWindow({20, 20, 30, 40}, 0);
+    const auto third = client.openWindow({30, 20, 30, 40}, 0);
+    client.setProperty(client.root(), "_NET_CLIENT_LIST", {first, second, third});
+    client.raiseWindow(first);
+    X11ShareableContent source(noNames(), server.displayName());
+    const auto answer = answerOf(source, 5s);
+    ASSERT_TRUE(answer);
+    std::vector<std::uint32_t> order;
+    for (const auto& window : answer->content.windows)
+        order.push_back(window.windowID);
+    EXPECT_EQ(order, (std::vector<std::uint32_t>{first, third, second, manager}));
 }
 
 TEST(X11ShareableContent, AServerThatEndsMeanwhileIsAnError) {

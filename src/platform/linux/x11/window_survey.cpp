@@ -168,7 +168,8 @@ class Surveyor {
         const bool tellsWindows = stacked.type != 0 || listed.type != 0;
         isManaged_ = checkWindow && tellsWindows && isAlive(*checkWindow);
         if (!isManaged_) return;
-        listedClients_ = (stacked.type != 0 ? stacked : listed).numbers();
+        tellsStacking_ = stacked.type != 0;
+        listedClients_ = (tellsStacking_ ? stacked : listed).numbers();
         // Topmost first, as everything from here on.
         std::reverse(listedClients_.begin(), listedClients_.end());
     }
@@ -238,6 +239,14 @@ class Surveyor {
         std::map<std::uint32_t, std::size_t> heights;
         for (std::size_t height = 0; height < topLevels_.size(); ++height)
             heights[topLevels_[height]] = height;
+        if (!tellsStacking_) {
+            std::ranges::stable_sort(
+                listedClients_, std::ranges::greater(), [&](std::uint32_t client) {
+                    const auto topLevel = topLevelOf.find(client);
+                    return topLevel == topLevelOf.end() ? std::size_t{0}
+                                                        : heights[topLevel->second];
+                });
+        }
         std::set<std::uint32_t> frames;
         for (const auto& [client, topLevel] : topLevelOf)
             frames.insert(topLevel);
@@ -417,6 +426,7 @@ class Surveyor {
     const Connection& connection_;
     const WindowNames names_;
     bool isManaged_ = false;                    // by a window manager that tells of its windows
+    bool tellsStacking_ = false;                // and of their order
     std::vector<std::uint32_t> topLevels_;      // the children of the root, the lowest first
     std::vector<std::uint32_t> listedClients_;  // by the window manager, the topmost first
     std::map<std::uint32_t, Node> nodes_;       // without those that have vanished
