@@ -28,7 +28,8 @@ TEST(BubbleGeometry, ARectangleFromTheLowerLeftOfTheMainScreenIsPlacedOnTheRootW
         {"no width", {10, 10, 0, 100}, only, {}},
         {"a negative height", {10, 10, 100, -100}, only, {}},
         {"less than half a pixel", {10, 10, 0.3, 0.3}, only, {10, 1070, 0, 0}},
-        {"larger than the root window", {0, 0, 1e6, 1e6}, only, {0, -30000, 3200, 1080}},
+        {"larger than the root window", {0, 0, 1e6, 1e6}, only, {0, 0, 3200, 1080}},
+        {"higher than the root window", {40, 50, 2000, 2000}, only, {40, -50, 2000, 1080}},
         {"far away", {1e9, 0, 100, 100}, only, {30000, 980, 0, 100}},
     };
     for (const auto& row : rows) {

@@ -22,8 +22,11 @@ PixelRect placeOnRoot(const support::Rect& rect, const PixelRect& mainScreen, in
     if (!(rect.width > 0) || !(rect.height > 0)) return {};
     PixelRect placed = fromEdges(nearestPixel(left), nearestPixel(top),
                                  nearestPixel(left + rect.width), nearestPixel(top + rect.height));
+    // What is too large keeps its origin, the lower left corner.
+    const int bottom = placed.bottom();
     placed.width = std::min(placed.width, rootWidth);
     placed.height = std::min(placed.height, rootHeight);
+    placed.y = bottom - placed.height;
     return placed;
 }
 
