@@ -187,6 +187,8 @@ class RecognizeText(SystemTest):
             "lossless.webp": lambda path: clear.save(path, lossless=True),
             "lossy.webp": lambda path: plain.save(path, quality=90),
             "film.gif": lambda path: plain.convert("P").save(path, save_all=True, append_images=[second.convert("P")]),
+            "film.webp": lambda path: plain.save(path, save_all=True, append_images=[second], lossless=True),
+            "clear-film.webp": lambda path: clear.save(path, save_all=True, append_images=[second.convert("RGBA")]),
             "plain.bmp": lambda path: plain.save(path),
             "no-suffix": lambda path: plain.save(path, format="PNG"),
         }

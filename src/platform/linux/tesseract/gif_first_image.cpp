@@ -79,12 +79,12 @@ void whiten(std::span<std::uint8_t> colours, int index) {
 
 }  // namespace
 
-std::optional<GifFirstImage> gifFirstImage(std::span<const std::uint8_t> file) {
+std::optional<FirstImage> gifFirstImage(std::span<const std::uint8_t> file) {
     Reader reader(file);
     const auto signature = reader.take(signatureSize);
     const std::string_view name(reinterpret_cast<const char*>(signature.data()), signature.size());
     if (name != "GIF87a" && name != "GIF89a") return std::nullopt;
-    GifFirstImage first;
+    FirstImage first;
     first.canvasWidth = reader.number();
     first.canvasHeight = reader.number();
     const auto globalColours = colourTableSize(reader.byte());

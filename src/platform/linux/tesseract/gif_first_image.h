@@ -7,21 +7,12 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <vector>
+
+#include "platform/linux/tesseract/first_image.h"
 
 namespace quorvane::platform::tesseract {
 
-struct GifFirstImage {
-    std::vector<std::uint8_t> file;  // a GIF file of this image alone; what is transparent is white
-    // Pixels: the image, and the canvas on which it stands.
-    int width = 0;
-    int height = 0;
-    int left = 0;
-    int top = 0;
-    int canvasWidth = 0;
-    int canvasHeight = 0;
-};
-
-std::optional<GifFirstImage> gifFirstImage(std::span<const std::uint8_t> file);
+// What is transparent is white in its file.
+std::optional<FirstImage> gifFirstImage(std::span<const std::uint8_t> file);
 
 }  // namespace quorvane::platform::tesseract

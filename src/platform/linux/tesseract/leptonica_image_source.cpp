@@ -13,6 +13,7 @@
 #include "platform/linux/file_descriptor.h"
 #include "platform/linux/tesseract/gif_first_image.h"
 #include "platform/linux/tesseract/silent_standard_error.h"
+#include "platform/linux/tesseract/webp_first_image.h"
 
 namespace quorvane::platform::tesseract {
 namespace {
@@ -85,8 +86,7 @@ Image whiteImage(int width, int height) {
             Bytes(3 * static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0xFF)};
 }
 
-std::optional<Image> gifImage(std::span<const std::uint8_t> file) {
-    const auto first = gifFirstImage(file);
+std::optional<Image> onItsCanvas(const std::optional<FirstImage>& first) {
     if (!first || !hasReasonableSize(first->width, first->height)) return std::nullopt;
     auto pix = decode(first->file);
     if (pix) pix = opaque(std::move(pix));
@@ -99,14 +99,18 @@ std::optional<Image> gifImage(std::span<const std::uint8_t> file) {
     return image;
 }
 
-std::optional<Image> plainImage(std::span<const std::uint8_t> file) {
+// By the head of the file; what it leads to is decoded only then.
+bool promisesReasonableSize(std::span<const std::uint8_t> file) {
     l_int32 format = 0;
     l_int32 width = 0;
     l_int32 height = 0;
-    if (pixReadHeaderMem(file.data(), file.size(), &format, &width, &height, nullptr, nullptr,
-                         nullptr) != 0 ||
-        !hasReasonableSize(width, height))
-        return std::nullopt;
+    return pixReadHeaderMem(file.data(), file.size(), &format, &width, &height, nullptr, nullptr,
+                            nullptr) == 0 &&
+           hasReasonableSize(width, height);
+}
+
+std::optional<Image> plainImage(std::span<const std::uint8_t> file) {
+    if (!promisesReasonableSize(file)) return std::nullopt;
     auto pix = decode(file);
     if (!pix || !hasReasonableSize(pixGetWidth(pix.get()), pixGetHeight(pix.get())))
         return std::nullopt;
@@ -129,7 +133,7 @@ std::optional<Image> LeptonicaImageSource::firstImage(const std::string& path) {
     if (findFileFormatBuffer(file->data(), &format) != 0) return std::nullopt;
     switch (format) {
         case IFF_GIF:
-            return gifImage(*file);
+            return onItsCanvas(gifFirstImage(*file));
         case IFF_BMP:
         case IFF_JFIF_JPEG:
         case IFF_PNG:
@@ -141,7 +145,10 @@ std::optional<Image> LeptonicaImageSource::firstImage(const std::string& path) {
         case IFF_TIFF_LZW:
         case IFF_TIFF_ZIP:
         case IFF_TIFF_JPEG:
+            return plainImage(*file);
         case IFF_WEBP:
+            if (const auto first = webpFirstImage(*file))
+                return promisesReasonableSize(first->file) ? onItsCanvas(first) : std::nullopt;
             return plainImage(*file);
         default:
             return std::nullopt;  // the library's other formats are none of the ones promised
