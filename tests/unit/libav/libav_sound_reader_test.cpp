@@ -177,5 +177,31 @@ TEST(LibavSoundReader, DamagedPacketsAreSilence) {
     EXPECT_NEAR(loudest(readAll(damaged)), 2.0, 0.003);
 }
 
+TEST(LibavSoundReader, AFileThatDoesNotKnowItsLengthIsWhole) {
+    const ExportFolder folder;
+    const auto path = folder / "piped.wav";
+    outputOf("ffmpeg -v error -nostdin " + std::string(burst) + " -f wav - > " + quoted(path));
+    const auto samples = readAll(path);
+    EXPECT_NEAR(static_cast<double>(samples.size()), 4 * 16000, 16);
+    EXPECT_NEAR(loudest(samples), 2.0, 0.003);
+}
+
+TEST(LibavSoundReader, SoundWhoseClockBeginsAgainFollowsOn) {
+    const ExportFolder folder;
+    for (const std::string kind : {"ogg", "ts"}) {
+        SCOPED_TRACE(kind);
+        const auto one = folder / ("one." + kind);
+        const std::string codec = kind == "ogg" ? " -c:a libopus" : " -c:a aac";
+        makeMovie("-f lavfi -i sine=500:r=48000:d=3" + codec, one);
+        const auto other = folder / ("other." + kind);
+        makeMovie(std::string(burst) + codec, other);
+        const auto both = folder / ("both." + kind);
+        outputOf("cat " + quoted(one) + " " + quoted(other) + " > " + quoted(both));
+        const auto samples = readAll(both);
+        EXPECT_NEAR(static_cast<double>(samples.size()) / 16000, 7, 0.1);
+        EXPECT_NEAR(loudest(samples), 5, 0.1);
+    }
+}
+
 }  // namespace
 }  // namespace quorvane::platform::libav

@@ -28,6 +28,8 @@ constexpr AVRational mixTime{1, mixSampleRate};
 constexpr std::int64_t fillPiece = mixSampleRate;
 // A gap of more than this is filled piece by piece; sound that the decoder still holds is shorter.
 constexpr std::int64_t longGap = 2 * fillPiece;
+// Sound that claims to lie further back has a clock that began again, as in files joined together.
+constexpr std::int64_t longestStepBack = mixSampleRate;
 constexpr std::int64_t largestGap = std::int64_t{3600} * mixSampleRate;
 // All long gaps of a file together. Damaged times could make them endless.
 constexpr std::int64_t gapsAtMost = 4 * largestGap;
@@ -106,7 +108,8 @@ class LibavSoundReader final : public SoundReader {
             if (sound_.position() < *fillTo_) return;
             fillTo_.reset();
             decode();
-        } else if (input_.read(*packet_)) {
+        } else if (input_.read(*packet_, MovieInput::Damaged::taken)) {
+            // The last of a file whose head does not know its length is one of those, too.
             placePacket();
             if (!fillTo_) decode();
         } else {
@@ -120,7 +123,7 @@ class LibavSoundReader final : public SoundReader {
         packet_->pts = av_sat_sub64(packet_->pts, begin_);
         const auto time = av_rescale_q(packet_->pts, input_.stream(stream_).time_base, mixTime);
         const auto gap = av_sat_sub64(time, sound_.position());
-        if (gap <= longGap && gap >= -largestGap) return;
+        if (gap <= longGap && gap >= -longestStepBack) return;
         if (gap < 0 || gap > largestGap || gaps_ + gap > gapsAtMost) {
             packet_->pts = packet_->dts = AV_NOPTS_VALUE;  // it follows what was before it
             return;

@@ -93,7 +93,7 @@ void MovieInput::select(std::span<const int> streams) {
     }
 }
 
-bool MovieInput::read(AVPacket& packet) {
+bool MovieInput::read(AVPacket& packet, Damaged damaged) {
     for (;;) {
         const int result = av_read_frame(context_.get(), &packet);
         if (result == AVERROR_EOF) return false;
@@ -104,7 +104,7 @@ bool MovieInput::read(AVPacket& packet) {
             av_packet_unref(&packet);
             continue;
         }
-        if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0)
+        if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0 && damaged == Damaged::refused)
             throw libavError(AVERROR_INVALIDDATA, "read " + path_);
         return true;
     }

@@ -32,8 +32,10 @@ class MovieInput {
     // From now on only these streams are read. Throws when the file ends before what its index
     // promises for one of them.
     void select(std::span<const int> streams);
+    // What becomes of packets that the library says are damaged or cut off.
+    enum class Damaged { refused, taken };
     // The next packet of the selected streams, roughly in the order of decoding. False at the end.
-    bool read(AVPacket& packet);
+    bool read(AVPacket& packet, Damaged damaged = Damaged::refused);
 
   private:
     struct Close {
