@@ -1,8 +1,19 @@
 #include "platform/linux/process/linux_user_locale.h"
 
+#include <algorithm>
+#include <array>
 #include <cstdlib>
+#include <string_view>
+#include <utility>
 
 namespace quorvane::platform::process {
+namespace {
+
+// As the C library names them, and their codes of ISO 15924.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 3> scriptModifiers{
+    {{"latin", "Latn"}, {"cyrillic", "Cyrl"}, {"devanagari", "Deva"}}};
+
+}  // namespace
 
 std::string LinuxUserLocale::currentLocaleIdentifier() {
     for (const char* variable : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
@@ -13,8 +24,16 @@ std::string LinuxUserLocale::currentLocaleIdentifier() {
 }
 
 std::string localeIdentifier(const std::string& localeName) {
-    const auto identifier = localeName.substr(0, localeName.find_first_of(".@"));
+    auto identifier = localeName.substr(0, localeName.find_first_of(".@"));
     if (identifier.empty() || identifier == "C" || identifier == "POSIX") return "en_US";
+    // Of the modifiers only the scripts are part of a language's name: behind the language.
+    const auto modifier = localeName.find('@');
+    if (modifier == std::string::npos) return identifier;
+    for (const auto& [name, script] : scriptModifiers) {
+        if (std::string_view(localeName).substr(modifier + 1) == name)
+            identifier.insert(std::min(identifier.find('_'), identifier.size()),
+                              "_" + std::string(script));
+    }
     return identifier;
 }
 
