@@ -18,8 +18,8 @@
 namespace quorvane::platform::pipewire {
 namespace {
 
-// Less than the second that a caller may be blocked, by what a slow start of the library takes.
-constexpr auto answerPatience = std::chrono::milliseconds(800);
+// Nobody is blocked meanwhile; a server that is being started for this question needs some of it.
+constexpr auto answerPatience = std::chrono::seconds(5);
 constexpr const char* effectiveCamera = "default.video.source";
 constexpr const char* chosenCamera = "default.configured.video.source";
 
