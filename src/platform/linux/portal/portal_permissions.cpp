@@ -23,6 +23,8 @@ namespace {
 
 // Of a store that has to be started first, too.
 constexpr auto storePatience = std::chrono::milliseconds(1000);
+// Of a portal that has to be started first.
+constexpr auto callPatience = std::chrono::seconds(5);
 constexpr const char* portalName = "org.freedesktop.portal.Desktop";
 constexpr std::uint32_t userGranted = 0;  // the code of a request's response
 
@@ -50,7 +52,11 @@ class Error {
 
 Bus connect() {
     sd_bus* bus = nullptr;
-    return sd_bus_open_user(&bus) < 0 ? Bus() : Bus(bus);
+    if (sd_bus_open_user(&bus) < 0) return {};
+    Bus owned(bus);
+    // No call waits for the user: a question is answered by a signal.
+    constexpr auto patience = std::chrono::microseconds(callPatience);
+    return sd_bus_set_method_call_timeout(bus, patience.count()) < 0 ? Bus() : std::move(owned);
 }
 
 // The next element of an array of texts; nothing at its end.
