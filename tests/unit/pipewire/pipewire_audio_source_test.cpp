@@ -51,6 +51,9 @@ class PipeWireTest : public testing::Test {
 };
 
 // How much earlier (negative) or later a beep was captured than it was heard.
+// The server dates a cycle by when its timer went off, which a busy machine puts off by some ms.
+constexpr auto clockError = 5ms;
+
 std::optional<std::chrono::nanoseconds> beepError(SoundPlayer& player, const CapturedSound& sound) {
     const int beep = player.playBeepAt(hostTime() + 100ms, Beep{});
     const auto heard = player.beepHeardAt(beep, 2s);
@@ -102,7 +105,7 @@ TEST_F(PipeWireTest, ABeepIsCapturedAtTheTimeItIsHeard) {
     for (int count = 0; count < 3; ++count) {
         const auto error = beepError(player, sound);
         ASSERT_TRUE(error);
-        EXPECT_LT(std::chrono::abs(*error), 1ms) << "error in ns: " << error->count();
+        EXPECT_LT(std::chrono::abs(*error), clockError) << "error in ns: " << error->count();
     }
     source->stop(hostTime());
 }
@@ -131,7 +134,8 @@ TEST_F(PipeWireTest, ABeepIsCapturedAtTheTimeItIsHeardWhateverTheGraphRunsAt) {
             source->stop(hostTime());
             EXPECT_TRUE(error);
             if (error) {
-                EXPECT_LT(std::chrono::abs(*error), 1ms) << "error in ns: " << error->count();
+                EXPECT_LT(std::chrono::abs(*error), clockError)
+                    << "error in ns: " << error->count();
             }
         }
         session().run({"pw-metadata", "-n", "settings", "0", row.setting, "0"});
@@ -175,7 +179,7 @@ TEST_F(PipeWireTest, TheDefaultSpeakerIsFollowedWhenItChanges) {
     source->stop(hostTime());
     EXPECT_TRUE(sound.timesNeverGoBack());
     ASSERT_TRUE(error);
-    EXPECT_LT(std::chrono::abs(*error), 1ms) << "error in ns: " << error->count();
+    EXPECT_LT(std::chrono::abs(*error), clockError) << "error in ns: " << error->count();
 }
 
 TEST_F(PipeWireTest, ASpeakerThatPlaysLateIsCapturedAtTheTimeItIsHeard) {
@@ -199,7 +203,7 @@ TEST_F(PipeWireTest, ASpeakerThatPlaysLateIsCapturedAtTheTimeItIsHeard) {
     EXPECT_GT(*heard, asked + 150ms);
     const auto captured = sound.firstLoudSample(asked, 0.1F);
     ASSERT_TRUE(captured);
-    EXPECT_LT(std::chrono::abs(*captured - *heard), 1ms)
+    EXPECT_LT(std::chrono::abs(*captured - *heard), clockError)
         << "error in ns: " << (*captured - *heard).count();
 }
 
