@@ -64,6 +64,9 @@ class Transcribe(SystemTest):
         self.assertEqual(plain["locale"], "en_US")
         # Measured: 3 %.
         self.assertLess(speech.word_error_rate(TEXT, plain["text"]), 0.1, plain["text"])
+        # Some words are heard better than others.
+        confidences = [segment["confidence"] for segment in plain["segments"]]
+        self.assertGreater(max(confidences), min(confidences) + 0.2)
         kinds = [("speech.flac", []), ("speech.mp3", ["-b:a", "128k"]), ("speech.m4a", ["-b:a", "128k"]),
                  ("speech.opus", ["-b:a", "64k"]),
                  ("speech.webm", ["-c:a", "libopus", "-b:a", "64k"]),

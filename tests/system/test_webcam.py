@@ -122,6 +122,7 @@ class Webcam(SystemTest):
                 # The main screen is now the right one of two, and less high.
                 desktop.xrandr("--setmonitor", "left", "800/200x700/200+0+0", "screen", display=display)
                 desktop.xrandr("--setmonitor", "*right", "800/200x500/200+800+50", "none", display=display)
+                bubble.wait_until_shows(820, 320, 200, 200)
                 bubble.command("reposition 20,30,180,200")
                 bubble.wait_until_shows(820, 320, 180, 200)
             with Bubble("-100,0,90,90", display=display) as bubble:

@@ -155,6 +155,19 @@ TEST_F(ApplicationSource, KeepsToTheShapesOfItsWindows) {
     EXPECT_TRUE(isColour(log.last().at(200, 90), red));
 }
 
+TEST_F(ApplicationSource, TranslucentWindowsLieOverItsOthersAndBlack) {
+    client.claimToComposite();
+    const OtherProgram beneath(server, {0, 0, 640, 480}, blue);
+    client.openWindow({50, 40, 100, 100}, red);
+    const std::uint32_t half = client.openWindow({100, 40, 100, 100}, white);
+    client.setProperty(half, "_NET_WM_WINDOW_OPACITY", {0x80000000});
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(comesToShow(log, 125, 90, 0xFF8080));
+    EXPECT_TRUE(isColour(log.last().at(180, 90), grey));
+    EXPECT_TRUE(isColour(log.last().at(70, 90), red));
+}
+
 TEST_F(ApplicationSource, CannotLeaveOutWindows) {
     Window window;
     ApplicationContent content{wholeScreen(640, 480), {RunningApplication{getpid(), "", ""}}, {}};

@@ -197,6 +197,44 @@ TEST_F(ExcludingSource, ShowsTranslucentWindowsAsTheScreenDoes) {
     EXPECT_TRUE(comesToShow(recording.log, 270, 170, white));
 }
 
+TEST_F(ExcludingSource, KeepsToTheShapesOfWhatIsLeftOutAndOfWhatIsNot) {
+    client.openWindow({0, 0, 640, 480}, blue);
+    const std::uint32_t left = client.openWindow({100, 100, 200, 100}, red);
+    client.shapeWindow(left, {{0, 0, 100, 100}});
+    const std::uint32_t above = client.openWindow({150, 50, 100, 200}, green);
+    client.shapeWindow(above, {{0, 0, 20, 200}});
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(120, 150), blue));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(160, 150), green));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(190, 150), blue));
+    client.shapeWindow(left, {});
+    client.shapeWindow(above, {{80, 0, 20, 200}});
+    EXPECT_TRUE(comesToShow(recording.log, 240, 150, green));
+    EXPECT_TRUE(comesToShow(recording.log, 160, 150, blue));
+    EXPECT_TRUE(isColour(recording.log.last().at(280, 150), blue));
+}
+
+TEST_F(ExcludingSource, AManagerThatNoLongerCompositesLeavesOpaqueWindows) {
+    const std::uint32_t left = client.openWindow({100, 100, 400, 200}, red);
+    const std::uint32_t half = client.openWindow({150, 150, 50, 50}, white);
+    client.setProperty(half, "_NET_WM_WINDOW_OPACITY", {0x80000000});
+    client.setDesktopPicture(blue);
+    Recording recording(server, without({left}), whole());
+    {
+        XClient manager(server.displayName());
+        manager.claimToComposite();
+        recording.start();
+        ASSERT_TRUE(recording.log.waitForCount(1));
+        EXPECT_TRUE(comesToShow(recording.log, 170, 170, 0x8080FF));
+    }
+    EXPECT_TRUE(comesToShow(recording.log, 170, 170, white));
+    EXPECT_TRUE(isColour(recording.log.last().at(300, 120), blue));
+    client.claimToComposite();
+    EXPECT_TRUE(comesToShow(recording.log, 170, 170, 0x8080FF));
+}
+
 TEST_F(ExcludingSource, IsCroppedAndScaledLikeThePlainScreen) {
     client.setMonitor("part", {101, 51, 300, 200});
     client.openWindow({101, 51, 150, 200}, blue);
