@@ -220,6 +220,7 @@ class Surveyor {
             reached[client] = client;
         for (int level = 0; level <= mostFrameLevels && !reached.empty(); ++level) {
             std::vector<std::uint32_t> unknown;
+            unknown.reserve(reached.size());
             for (const auto& [client, ancestor] : reached)
                 unknown.push_back(ancestor);
             readNodes(unknown);
