@@ -50,10 +50,10 @@ class PipeWireTest : public testing::Test {
     inline static std::unique_ptr<test::PrivateSoundSession> session_;
 };
 
-// How much earlier (negative) or later a beep was captured than it was heard.
 // The server dates a cycle by when its timer went off, which a busy machine puts off by some ms.
 constexpr auto clockError = 5ms;
 
+// How much earlier (negative) or later a beep was captured than it was heard.
 std::optional<std::chrono::nanoseconds> beepError(SoundPlayer& player, const CapturedSound& sound) {
     const int beep = player.playBeepAt(hostTime() + 100ms, Beep{});
     const auto heard = player.beepHeardAt(beep, 2s);

@@ -109,7 +109,6 @@ class LibavSoundReader final : public SoundReader {
             fillTo_.reset();
             decode();
         } else if (input_.read(*packet_, MovieInput::Damaged::taken)) {
-            // The last of a file whose head does not know its length is one of those, too.
             placePacket();
             if (!fillTo_) decode();
         } else {

@@ -19,6 +19,10 @@ namespace quorvane::platform::libav {
 // (a folder, a pipe, a device), "libav" for one that is no media or is damaged.
 class MovieInput {
   public:
+    // What becomes of packets that the library says are damaged or cut off; the last one of a file
+    // whose head does not know its length is one of those.
+    enum class Damaged { refused, taken };
+
     explicit MovieInput(const std::string& path);
     MovieInput(MovieInput&&) noexcept;
     MovieInput& operator=(MovieInput&&) = delete;
@@ -32,8 +36,6 @@ class MovieInput {
     // From now on only these streams are read. Throws when the file ends before what its index
     // promises for one of them.
     void select(std::span<const int> streams);
-    // What becomes of packets that the library says are damaged or cut off.
-    enum class Damaged { refused, taken };
     // The next packet of the selected streams, roughly in the order of decoding. False at the end.
     bool read(AVPacket& packet, Damaged damaged = Damaged::refused);
 

@@ -26,7 +26,7 @@ std::string LinuxUserLocale::currentLocaleIdentifier() {
 std::string localeIdentifier(const std::string& localeName) {
     auto identifier = localeName.substr(0, localeName.find_first_of(".@"));
     if (identifier.empty() || identifier == "C" || identifier == "POSIX") return "en_US";
-    // Of the modifiers only the scripts are part of a language's name: behind the language.
+    // Of the modifiers only a script is part of the identifier, where it follows the language.
     const auto modifier = localeName.find('@');
     if (modifier == std::string::npos) return identifier;
     for (const auto& [name, script] : scriptModifiers) {

@@ -13,7 +13,7 @@ class LinuxUserLocale final : public UserLocale {
     std::string currentLocaleIdentifier() override;
 };
 
-// "de_DE" of "de_DE.UTF-8@euro".
+// "de_DE" of "de_DE.UTF-8@euro", "sr_Latn_RS" of "sr_RS@latin".
 std::string localeIdentifier(const std::string& localeName);
 
 }  // namespace quorvane::platform::process
