@@ -4,6 +4,7 @@ import contextlib
 import math
 import os
 import select
+import signal
 import struct
 import subprocess
 import tempfile
@@ -145,6 +146,18 @@ def x_server(size="1920x1080x24", *, without=()):
 def xrandr(*arguments, display):
     subprocess.run(["xrandr", *arguments], check=True, timeout=10, env={**os.environ, "DISPLAY": display},
                    stdout=subprocess.DEVNULL)
+
+
+@contextlib.contextmanager
+def frozen_service(name):
+    """Stops a service of the private desktop in its tracks; gives a function that lets it go on, as the end does."""
+    services = Path(os.environ["QUORVANE_DESKTOP_SESSION"], "services").read_text(encoding="ascii").splitlines()
+    process = int(next(line.split()[0] for line in services if line.split()[1] == name))
+    os.kill(process, signal.SIGSTOP)
+    try:
+        yield lambda: os.kill(process, signal.SIGCONT)
+    finally:
+        os.kill(process, signal.SIGCONT)
 
 
 def stop_sound_services():

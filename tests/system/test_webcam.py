@@ -210,6 +210,19 @@ class Webcam(SystemTest):
             with camera("one"):
                 bubble.wait_until_shows(*place, seconds=30)
 
+    def test_waits_for_a_camera_service_that_is_slow(self):
+        place = (0, SCREEN_HEIGHT - 200, 200, 200)
+        with camera("one"), desktop.frozen_service("pipewire") as thaw:
+            with Bubble("0,0,200,200") as bubble:
+                desktop.wait_until(bubble.window, 10, "the bubble")
+                bubble.command("quit")
+                self.assertEqual(bubble.wait(2), 0)
+            with Bubble("0,0,200,200") as bubble:
+                bubble.wait_until_shows(*place, BLACK)
+                time.sleep(1)
+                thaw()
+                bubble.wait_until_shows(*place)
+
     def test_stays_in_front_and_lets_the_mouse_through(self):
         place = (200, SCREEN_HEIGHT - 500, 300, 300)
         with camera("one"), Bubble("200,200,300,300") as bubble:
