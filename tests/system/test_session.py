@@ -37,7 +37,10 @@ def session(command, *options):
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                                preexec_fn=heed_interrupts)
     try:
-        yield process, desktop.read_line(process, 30)
+        folder = desktop.read_line(process, 30)
+        if not folder:
+            raise AssertionError(f"no session: {process.stderr.read().decode()}")
+        yield process, folder
     finally:
         desktop.end(process)
         process.stdout.close()
