@@ -29,13 +29,14 @@ def processes_of(folder):
 @contextlib.contextmanager
 def session(command, *options):
     """A session that runs the command: (process, folder); the folder is the first line that it prints."""
-    # A test run in the background has been told to ignore interrupts, and a shell keeps to that.
-    def heed_interrupts():
-        signal.signal(signal.SIGINT, signal.SIG_DFL)
+    # A test run in the background or by nohup has been told to ignore some of them, and a shell keeps to that.
+    def heed_signals():
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
+            signal.signal(number, signal.SIG_DFL)
 
     process = subprocess.Popen([SCRIPT, *options, "--", "bash", "-c", f'echo "$QUORVANE_DESKTOP_SESSION"; {command}'],
                                stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                               preexec_fn=heed_interrupts)
+                               preexec_fn=heed_signals)
     try:
         folder = desktop.read_line(process, 30)
         if not folder:
