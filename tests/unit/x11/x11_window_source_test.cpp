@@ -200,6 +200,35 @@ TEST_F(WindowSource, TheLastPictureStandsWhileAManagerMinimisesStepByStep) {
     EXPECT_TRUE(isColour(recording.log.last().at(2, 2), blue));
 }
 
+TEST_F(WindowSource, TheLastPictureStandsFromWhenAManagerSaysThatItMinimises) {
+    XClient manager(server.displayName());
+    const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);
+    const std::uint32_t frame = manager.makeWindow({50, 40, 210, 130}, blue, 0);
+    manager.reparentWindow(window, frame, 5, 25);
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    Recording recording(server, windowContent(window), sizeOf(210, 130));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 80, red));
+    // The frame shrinks to its title before the window goes.
+    manager.setStates(window, {"_NET_WM_STATE_FOCUSED", "_NET_WM_STATE_HIDDEN"});
+    manager.resizeWindow(frame, 210, 20);
+    recording.log.waitForQuiet();
+    manager.unmapWindow(window);
+    manager.unmapWindow(frame);
+    recording.log.waitForQuiet();
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_TRUE(isColour(recording.log.frame(i).at(100, 80), red)) << i;
+    // Back again, and it says so last.
+    manager.resizeWindow(frame, 210, 130);
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    client.fillWindow(window, {0, 0, 200, 100}, green);
+    manager.setStates(window, {"_NET_WM_STATE_FOCUSED"});
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, green));
+    EXPECT_TRUE(isColour(recording.log.last().at(2, 2), blue));
+}
+
 TEST_F(WindowSource, BeginsBlackWhileTheWindowIsMinimised) {
     const std::uint32_t window = client.makeWindow({50, 40, 200, 100}, red, 0);
     Recording recording(server, windowContent(window), sizeOf(200, 100));

@@ -202,6 +202,16 @@ void XClient::setProperty(std::uint32_t window, const std::string& name,
     sync();
 }
 
+void XClient::setStates(std::uint32_t window, const std::vector<std::string>& names) {
+    std::vector<std::uint32_t> states;
+    for (const std::string& name : names)
+        states.push_back(atom(name));
+    xcb_change_property(connection_.xcb(), XCB_PROP_MODE_REPLACE, window, atom("_NET_WM_STATE"),
+                        XCB_ATOM_ATOM, 32, static_cast<std::uint32_t>(states.size()),
+                        states.data());
+    sync();
+}
+
 void XClient::setText(std::uint32_t window, const std::string& name, const std::string& text) {
     xcb_change_property(connection_.xcb(), XCB_PROP_MODE_REPLACE, window, atom(name),
                         XCB_ATOM_STRING, 8, static_cast<std::uint32_t>(text.size()), text.data());

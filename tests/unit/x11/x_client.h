@@ -45,6 +45,8 @@ class XClient {
     void setRootBackground(std::uint32_t pixel);
     void setProperty(std::uint32_t window, const std::string& name,
                      const std::vector<std::uint32_t>& values);
+    // Of _NET_WM_STATE, by their names: as a window manager tells of a window.
+    void setStates(std::uint32_t window, const std::vector<std::string>& names);
     // Of type STRING.
     void setText(std::uint32_t window, const std::string& name, const std::string& text);
     // As a window manager marks the windows that it manages.

@@ -22,7 +22,7 @@ class DisplayPicture final : public PictureContent {
 
     const PictureSource& source() const override { return source_; }
     bool handle(const Event& event) override;
-    void check() override { watch_.check(); }
+    bool check() override { return watch_.check(); }
     bool noticed() const override { return damage_.noticed(); }
     std::optional<support::MediaTime> nextQuestion() const override { return std::nullopt; }
     void request() override { damage_.request(); }

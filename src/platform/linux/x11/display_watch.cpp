@@ -43,8 +43,8 @@ bool DisplayWatch::handle(const Event& event) {
     return true;
 }
 
-void DisplayWatch::check() {
-    if (!noticed_) return;
+bool DisplayWatch::check() {
+    if (!noticed_) return false;
     noticed_ = false;
     xcb_connection_t* xcb = connection_.xcb();
     const auto rootCookie = xcb_get_geometry(xcb, connection_.root());
@@ -66,6 +66,7 @@ void DisplayWatch::check() {
         throw x11Error(Failure::displayChanged,
                        "The display that is being recorded changed its size or position.");
     }
+    return true;
 }
 
 }  // namespace quorvane::platform::x11

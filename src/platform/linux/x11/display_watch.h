@@ -22,8 +22,9 @@ class DisplayWatch {
     bool handle(const Event& event);
     // Something must be looked at again.
     void notice() { noticed_ = true; }
-    // Throws when the display is gone or has changed. Asks the server only when there was a notice.
-    void check();
+    // Throws when the display is gone or has changed. Asks the server only when there was a notice,
+    // and says whether.
+    bool check();
 
   private:
     const Connection& connection_;

@@ -35,8 +35,9 @@ class PictureContent {
 
     // Whether the event was one of its own.
     virtual bool handle(const Event& event) = 0;
-    // Throws when there is nothing to record any more.
-    virtual void check() = 0;
+    // Throws when there is nothing to record any more. True when it asked the server, whose answers
+    // may have brought further events along.
+    virtual bool check() = 0;
     // Something may have changed since the last request().
     virtual bool noticed() const = 0;
     // When to ask even if nothing is noticed.

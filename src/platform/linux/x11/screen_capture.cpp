@@ -53,8 +53,9 @@ void ScreenCapture::run(const std::atomic<bool>& stopping,
                         const std::function<void(SampleBufferPtr)>& onPicture) {
     support::MediaTime nextLook{};
     while (!stopping) {
-        handleEvents();
-        content_->check();
+        do
+            handleEvents();
+        while (content_->check());
 
         const support::MediaTime now = clock_.hostTime();
         if (!somethingNoticed(now)) {

@@ -1,5 +1,8 @@
 #include "platform/linux/x11/window_frame.h"
 
+#include <algorithm>
+#include <span>
+
 #include <xcb/xcb.h>
 
 #include "platform/linux/x11/atoms.h"
@@ -10,6 +13,9 @@
 
 namespace quorvane::platform::x11 {
 namespace {
+
+// Words of _NET_WM_STATE: the Extended Window Manager Hints know a dozen.
+constexpr std::uint32_t mostStates = 64;
 
 // Takes a reply; null when the server refused, because the window is gone.
 template <class T, class Cookie>
@@ -22,11 +28,11 @@ Reply<T> answer(const Connection& connection, Cookie cookie,
     return reply;
 }
 
-std::optional<Extents> extentsOf(const xcb_get_property_reply_t& reply) {
-    if (reply.format != 32) return std::nullopt;
+std::span<const std::uint32_t> wordsOf(const xcb_get_property_reply_t& reply) {
+    if (reply.format != 32) return {};
     const auto* words = static_cast<const std::uint32_t*>(xcb_get_property_value(&reply));
     const int bytes = xcb_get_property_value_length(&reply);
-    return extentsFrom({words, static_cast<std::size_t>(bytes) / sizeof *words});
+    return {words, static_cast<std::size_t>(bytes) / sizeof *words};
 }
 
 support::Rect points(const PixelRect& rect) {
@@ -35,9 +41,11 @@ support::Rect points(const PixelRect& rect) {
 
 }  // namespace
 
-ExtentsAtoms::ExtentsAtoms(const Connection& connection)
+WindowFrameAtoms::WindowFrameAtoms(const Connection& connection)
     : decorations(atomOf(connection, "_NET_FRAME_EXTENTS")),
-      shadows(atomOf(connection, "_GTK_FRAME_EXTENTS")) {}
+      shadows(atomOf(connection, "_GTK_FRAME_EXTENTS")),
+      states(atomOf(connection, "_NET_WM_STATE")),
+      hidden(atomOf(connection, "_NET_WM_STATE_HIDDEN")) {}
 
 std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window) {
     for (;;) {
@@ -50,7 +58,7 @@ std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window) {
 }
 
 std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint32_t window,
-                                         std::uint32_t topLevel, const ExtentsAtoms& atoms) {
+                                         std::uint32_t topLevel, const WindowFrameAtoms& atoms) {
     xcb_connection_t* xcb = connection.xcb();
     const auto geometryCookie = xcb_get_geometry(xcb, topLevel);
     const auto attributesCookie = xcb_get_window_attributes(xcb, topLevel);
@@ -61,6 +69,9 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
         xcb_get_property(xcb, false, window, atoms.decorations, XCB_ATOM_CARDINAL, 0, 4);
     const auto shadowsCookie =
         xcb_get_property(xcb, false, window, atoms.shadows, XCB_ATOM_CARDINAL, 0, 4);
+    // After the geometry: a manager that says first that it hides the window is believed.
+    const auto statesCookie =
+        xcb_get_property(xcb, false, window, atoms.states, XCB_ATOM_ATOM, 0, mostStates);
     const auto geometry = answer(connection, geometryCookie, &xcb_get_geometry_reply);
     const auto attributes = answer(connection, attributesCookie, &xcb_get_window_attributes_reply);
     const auto ownAttributes =
@@ -69,8 +80,9 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
     const auto place = answer(connection, placeCookie, &xcb_translate_coordinates_reply);
     const auto decorations = answer(connection, decorationsCookie, &xcb_get_property_reply);
     const auto shadows = answer(connection, shadowsCookie, &xcb_get_property_reply);
+    const auto states = answer(connection, statesCookie, &xcb_get_property_reply);
     if (!geometry || !attributes || !ownAttributes || !ownGeometry || !place || !decorations ||
-        !shadows) {
+        !shadows || !states) {
         return std::nullopt;
     }
 
@@ -79,7 +91,8 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
     frame.outer = {geometry->x, geometry->y, geometry->width + 2 * frame.border,
                    geometry->height + 2 * frame.border};
     frame.viewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-    frame.showsWindow = ownAttributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    frame.showsWindow = ownAttributes->map_state == XCB_MAP_STATE_VIEWABLE &&
+                        std::ranges::count(wordsOf(*states), atoms.hidden) == 0;
     frame.visual = attributes->visual;
 
     WindowPlacement placement;
@@ -88,8 +101,8 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
             frame.outer.x + frame.border, frame.outer.y + frame.border));
     placement.clientBorder = ownGeometry->border_width;
     if (topLevel != window) placement.frame = points(frame.outer);
-    placement.decorations = extentsOf(*decorations);
-    placement.shadows = extentsOf(*shadows).value_or(Extents{});
+    placement.decorations = extentsFrom(wordsOf(*decorations));
+    placement.shadows = extentsFrom(wordsOf(*shadows)).value_or(Extents{});
     const PixelRect whole{0, 0, frame.outer.width, frame.outer.height};
     frame.seen = intersectionOf(
         pixelRectOf(visibleFrame(placement)).movedBy(-frame.outer.x, -frame.outer.y), whole);

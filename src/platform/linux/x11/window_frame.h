@@ -20,21 +20,30 @@ struct WindowFrame {
     PixelRect outer;  // of the top level, with its border
     int border = 0;
     PixelRect seen;  // what the user sees of it (visible_frame.h), relative to `outer`; not empty
-    bool viewable = false;     // the top level
-    bool showsWindow = false;  // and the window in it; not while it is minimised or shaded
+    bool viewable = false;  // the top level
+    // And the window in it; not while it is minimised or shaded, nor from when its manager says so:
+    // one may shrink the frame to its title before it takes the window out of it.
+    bool showsWindow = false;
     std::uint32_t visual = 0;
 };
 
-// The properties by which a window and its manager tell of shadows and decorations.
-struct ExtentsAtoms {
-    explicit ExtentsAtoms(const Connection& connection);
+// The properties by which a window and its manager tell what is seen of it.
+struct WindowFrameAtoms {
+    explicit WindowFrameAtoms(const Connection& connection);
+
+    // Whether a change of this property may change the frame.
+    bool tellOf(std::uint32_t property) const {
+        return property == decorations || property == shadows || property == states;
+    }
 
     std::uint32_t decorations;  // _NET_FRAME_EXTENTS
     std::uint32_t shadows;      // _GTK_FRAME_EXTENTS
+    std::uint32_t states;       // _NET_WM_STATE
+    std::uint32_t hidden;       // _NET_WM_STATE_HIDDEN, one of them
 };
 
 // Nothing when either window is gone. Waits for the server once.
 std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint32_t window,
-                                         std::uint32_t topLevel, const ExtentsAtoms& atoms);
+                                         std::uint32_t topLevel, const WindowFrameAtoms& atoms);
 
 }  // namespace quorvane::platform::x11

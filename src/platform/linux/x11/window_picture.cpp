@@ -37,7 +37,7 @@ WindowPicture::WindowPicture(const Connection& connection, std::uint32_t window,
     : connection_(ready(connection)),
       clock_(clock),
       window_(window),
-      extents_(connection),
+      atoms_(connection),
       outside_(connection),
       undrawn_(connection),
       drawnUnnoticed_(connection) {
@@ -81,7 +81,7 @@ bool WindowPicture::handle(const Event& event) {
             break;
         case XCB_PROPERTY_NOTIFY: {
             const auto atom = static_cast<const xcb_property_notify_event_t*>(event.record)->atom;
-            if (atom != extents_.decorations && atom != extents_.shadows) return true;
+            if (!atoms_.tellOf(atom)) return true;
             break;
         }
         default:
@@ -91,8 +91,9 @@ bool WindowPicture::handle(const Event& event) {
     return true;
 }
 
-void WindowPicture::check() {
+bool WindowPicture::check() {
     if (closed_) throwClosed();
+    return false;
 }
 
 bool WindowPicture::noticed() const {
@@ -110,7 +111,7 @@ void WindowPicture::follow() {
             enter(topLevel);
         }
     }
-    const auto frame = windowFrameOf(connection_, window_, topLevel_, extents_);
+    const auto frame = windowFrameOf(connection_, window_, topLevel_, atoms_);
     if (!frame) {
         // Its manager takes it out of its frame just now, or it is gone: both will be told.
         frame_.viewable = false;

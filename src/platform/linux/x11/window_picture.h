@@ -29,7 +29,7 @@ class WindowPicture final : public PictureContent {
 
     const PictureSource& source() const override { return source_; }
     bool handle(const Event& event) override;
-    void check() override;
+    bool check() override;
     bool noticed() const override;
     std::optional<support::MediaTime> nextQuestion() const override { return waitsUntil_; }
     void request() override;
@@ -59,7 +59,7 @@ class WindowPicture final : public PictureContent {
     const Connection& connection_;
     const support::Clock& clock_;
     const std::uint32_t window_;
-    const ExtentsAtoms extents_;
+    const WindowFrameAtoms atoms_;
     std::uint8_t shapeNoticeType_ = 0;  // 0: no shapes
 
     PictureSource source_;
