@@ -102,8 +102,11 @@ class Bubble:
 def stays(condition, seconds):
     """Whether the condition holds again and again for that long."""
     deadline = time.monotonic() + seconds
-    while time.monotonic() < deadline:
-        if not condition():
+    while True:
+        holds = condition()
+        # A look that ended too late tells nothing.
+        if time.monotonic() >= deadline:
+            return True
+        if not holds:
             return False
         time.sleep(0.05)
-    return True

@@ -92,8 +92,11 @@ def tone(target, frequency, amplitude, seconds=60):
 
 def is_playing(path):
     """Whether some player's stream of that file is going out."""
-    inputs = subprocess.run(["pactl", "list", "sink-inputs"], capture_output=True, text=True, timeout=5,
-                            env={**os.environ, "LC_ALL": "C"})
+    try:
+        inputs = subprocess.run(["pactl", "list", "sink-inputs"], capture_output=True, text=True, timeout=5,
+                                env={**os.environ, "LC_ALL": "C"})
+    except subprocess.TimeoutExpired:
+        return False
     return any(f'media.filename = "{path}"' in block and "Corked: no" in block
                for block in inputs.stdout.split("Sink Input #"))
 

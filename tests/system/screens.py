@@ -1,6 +1,7 @@
 """Draws screens as applications show them, with known text in known places, and judges what was read of them."""
 
 import dataclasses
+import itertools
 
 import cairo
 import numpy
@@ -155,6 +156,18 @@ def application(font, size, theme, antialias=cairo.Antialias.GRAY):
     for number, text in enumerate(BUTTONS):
         chosen = number == 2
         x = screen.button(x, y, text, accent if chosen else button, accent_ink if chosen else button_ink) + size
+    return screen
+
+
+def full_4k():
+    """3840x2160 pixels full of such windows."""
+    screen = Screen(3840, 2160)
+    parts = [application(font, 14, theme) for font, theme in
+             (("DejaVu Sans", "light"), ("Liberation Sans", "dark"), ("Liberation Serif", "light"))]
+    places = itertools.product(range(0, screen.height - parts[0].height, parts[0].height),
+                               range(0, screen.width - parts[0].width, parts[0].width))
+    for part, (y, x) in zip(itertools.cycle(parts), places):
+        screen.paste(part, x, y)
     return screen
 
 

@@ -70,7 +70,7 @@ class Session(SystemTest):
 
     def test_sessions_side_by_side_have_displays_and_sound_of_their_own(self):
         report = ('echo "$DISPLAY"; pactl get-default-sink; pactl get-default-source; xdpyinfo | grep dimensions; '
-                  "sleep 1")
+                  "sleep 5")
         with session(report) as first, session(report, "--size", "800x600x24") as second:
             displays = []
             for (process, folder), size in ((first, "1920x1080"), (second, "800x600")):

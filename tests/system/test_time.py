@@ -7,7 +7,7 @@ import unittest
 import numpy
 
 import desktop
-from case import SystemTest
+from case import SystemTest, attempted, unless_disturbed
 from recorder import Recorder
 
 
@@ -33,7 +33,8 @@ class Pictures(SystemTest):
         self.assertEqual(numbers[1:].count(None), 0)
         self.assertEqual(numbers[1:], sorted(numbers[1:]))
         # A drawing that falls between the notice of a change and the look at the screen is noticed once more.
-        self.assertLess(len(numbers) - len(set(numbers)), 0.02 * len(numbers), "drawings are recorded twice")
+        with unless_disturbed():
+            self.assertLess(len(numbers) - len(set(numbers)), 0.02 * len(numbers), "drawings are recorded twice")
         # The first picture is taken when the recording starts, whenever its drawing was.
         pairs = [(zero + when, number) for number, when in zip(numbers[1:], movie.times()[1:])]
         early = [drawings[number][0] - when for when, number in pairs]
@@ -41,27 +42,32 @@ class Pictures(SystemTest):
         # A machine that is too busy for the next drawing to be in time is too busy for the capture as well.
         stalls = [max(0, drawings[number + 1][0] - drawings[number][1] - 1 / rate) if number + 1 in drawings else 0
                   for _, number in pairs]
-        self.assertLess(max(early), CLOCK_TIE)
         own = numpy.array(late) - numpy.array(stalls)
-        self.assertLess(float(own.max()), FRAME_INTERVAL + CLOCK_TIE)
-        self.assertLess(float(numpy.percentile(own, 95)), FRAME_INTERVAL)
+        with unless_disturbed():
+            self.assertLess(max(early), CLOCK_TIE)
+            self.assertLess(float(own.max()), FRAME_INTERVAL + CLOCK_TIE)
+            self.assertLess(float(numpy.percentile(own, 95)), FRAME_INTERVAL)
         return numbers, numpy.array(late)
 
+    @attempted
     def test_pictures_carry_the_times_of_their_drawing(self):
         zero, movie, drawings = self.record_counter(30, 4)
         numbers, late = self.check_times(zero, movie, drawings, 30)
         missing = set(range(numbers[1], numbers[-1])) - set(numbers)
         # Unless a busy machine drew the next one so soon that it took its place.
         replaced = {number for number in missing if drawings[number + 1][0] - drawings[number][1] < FRAME_INTERVAL}
-        self.assertEqual(missing, replaced, "a drawing is missing")
-        self.assertLess(len(replaced), 0.05 * len(numbers))
-        # A change is taken at once, not at the next tick of some clock.
-        self.assertLess(float(numpy.percentile(late, 95)), 0.004)
+        with unless_disturbed():
+            self.assertEqual(missing, replaced, "a drawing is missing")
+            self.assertLess(len(replaced), 0.05 * len(numbers))
+            # A change is taken at once, not at the next tick of some clock.
+            self.assertLess(float(numpy.percentile(late, 95)), 0.004)
 
+    @attempted
     def test_pictures_at_the_full_frame_rate_carry_their_times_too(self):
         zero, movie, drawings = self.record_counter(60, 4)
         self.check_times(zero, movie, drawings, 60)
 
+    @attempted
     def test_faster_drawing_is_thinned_to_the_frame_rate(self):
         zero, movie, drawings = self.record_counter(200, 3)
         self.check_times(zero, movie, drawings, 200)
@@ -79,21 +85,24 @@ class Duration(SystemTest):
             self.assert_succeeded(recorder)
         movie = self.assert_finished(recorder.output)
         length = recorder.signalled - zero
-        for stream in movie.streams:
-            with self.subTest(track=stream["codec_type"], index=stream["index"]):
-                self.assertAlmostEqual(float(stream["duration"]), length, delta=0.1)
-        self.assertAlmostEqual(movie.duration, length, delta=0.1)
+        with unless_disturbed():
+            for stream in movie.streams:
+                self.assertAlmostEqual(float(stream["duration"]), length, delta=0.1, msg=str(stream))
+            self.assertAlmostEqual(movie.duration, length, delta=0.1)
         return movie
 
+    @attempted
     def test_a_moving_screen_lasts_from_start_to_stop(self):
         with desktop.picture("counter", 0, 0, 544, 64):
             self.record_and_measure((0, 0, 544, 64), system=True, microphone=True)
 
+    @attempted
     def test_a_still_screen_lasts_from_start_to_stop(self):
         with desktop.picture("pattern", 0, 0):
             movie = self.record_and_measure((0, 0, 640, 480), system=True, microphone=True)
             self.assertLess(len(movie.times()), 10, "a still screen is hardly encoded at all")
 
+    @attempted
     def test_a_still_screen_without_sound_lasts_from_start_to_stop(self):
         with desktop.picture("pattern", 0, 0):
             self.record_and_measure((0, 0, 640, 480))
@@ -121,7 +130,8 @@ class SoundBesidePicture(SystemTest):
         flashes = times[1:][bright[1:] & ~bright[:-1]]
         beeps = self.onsets(numpy.abs(movie.sound(0)).max(axis=1) > 0.1, 48000, 0.1)
         beeps = beeps[(beeps > 0.2) & (beeps < movie.duration - 0.2)]
-        self.assertGreaterEqual(len(beeps), seconds * 3, "too few beeps were recorded")
+        with unless_disturbed():
+            self.assertGreaterEqual(len(beeps), seconds * 3, "too few beeps were recorded")
         # Positive: the sound comes later than its picture.
         offsets = numpy.array([beep - flashes[numpy.abs(flashes - beep).argmin()] for beep in beeps]) * 1000
         print(f"\nsound minus picture over {len(offsets)} events, ms: median {numpy.median(offsets):.1f}, "
@@ -129,16 +139,19 @@ class SoundBesidePicture(SystemTest):
         return beeps, offsets
 
     def check(self, offsets):
-        self.assertGreaterEqual(float(numpy.median(offsets)), -5)
-        self.assertLessEqual(float(numpy.median(offsets)), 10)
-        self.assertGreaterEqual(float((numpy.abs(offsets) <= 15).mean()), 0.95)
+        with unless_disturbed():
+            self.assertGreaterEqual(float(numpy.median(offsets)), -5)
+            self.assertLessEqual(float(numpy.median(offsets)), 10)
+            self.assertGreaterEqual(float((numpy.abs(offsets) <= 15).mean()), 0.95)
 
+    @attempted
     def test_sound_comes_with_its_picture(self):
         _, offsets = self.measure(12)
         self.check(offsets)
 
 
 class SoundBesidePictureForAMinute(SoundBesidePicture):
+    @attempted
     def test_sound_comes_with_its_picture(self):
         beeps, offsets = self.measure(62)
         self.check(offsets)

@@ -7,7 +7,8 @@ import unittest
 import desktop
 from case import SystemTest
 from recorder import Recorder
-from windows import BLACK, BLUE, GREEN, GREY, RED, WHITE, compositing_manager, screen_colour, window, window_manager
+from windows import (BLACK, BLUE, GREEN, GREY, RED, WHITE, compositing_manager, managed_window, screen_colour, window,
+                     window_manager)
 
 SIZE = (800, 600)
 RIGHT = 400  # where the right one of the two displays begins
@@ -41,13 +42,16 @@ class WindowsTest(SystemTest):
     def window(self, *arguments):
         return window(*arguments, display=self.display)
 
+    def managed_window(self, *arguments):
+        return managed_window(*arguments, display=self.display)
+
     def shown(self, recorder, steps):
         """Runs the steps (functions) while the recorder records. Gives the movie and, for each step and the time
         before the first, the movie's last picture of that time."""
         start = recorder.wait_until_started()
         moments = []
         for step in [*steps, None]:
-            time.sleep(0.3)
+            time.sleep(0.7)  # what a step changes takes its time, as do animations of window managers
             moments.append(time.monotonic() - start)
             if step is not None:
                 step()
@@ -90,7 +94,7 @@ class Window(WindowsTest):
         self.assert_colours(pictures[3], {(10, 10): RED, (190, 110): RED})
 
     def test_minimised_and_restored_with_a_window_manager(self):
-        with window_manager(self.display), self.window(50, 60, 200, 120, "--color", "ff0000") as target:
+        with window_manager(self.display), self.managed_window(50, 60, 200, 120, "--color", "ff0000") as target:
             with self.window_recorder(target.identifier) as recorder:
                 movie, pictures = self.shown(recorder, [
                     lambda: target.command("iconify"), lambda: target.command("color", "0000ff"),
@@ -160,7 +164,7 @@ class Application(WindowsTest):
 
     def test_the_display_with_most_of_it_fitted_into_the_region(self):
         with window_manager(self.display), \
-                self.window(RIGHT + 100, 150, 200, 300, "--color", "ff0000", "--undecorated") as target, \
+                self.managed_window(RIGHT + 100, 150, 200, 300, "--color", "ff0000", "--undecorated") as target, \
                 compositing_manager(self.display):
             with self.application_recorder(target.process.pid, region=(0, 0, 600, 300)) as recorder:
                 movie, pictures = self.shown(recorder, [])
@@ -221,7 +225,7 @@ class Excluding(WindowsTest):
     def test_with_a_window_manager_over_moving_content(self):
         with window_manager(self.display), \
                 desktop.picture("counter", 0, 0, 400, 600, display=self.display), \
-                self.window(40, 40, 300, 200, "--color", "ff0000") as left:
+                self.managed_window(40, 40, 300, 200, "--color", "ff0000") as left:
             left.command("raise")
             with self.excluding_recorder(left.identifier) as recorder:
                 movie, _ = self.shown(recorder, [lambda: left.command("iconify"), lambda: left.command("activate")])
@@ -234,6 +238,10 @@ class Excluding(WindowsTest):
                 self.window(50, 350, 200, 120, "--color", "ffffff", "--opacity", 0.5), \
                 self.window(50, 40, 200, 120, "--color", "ff0000") as left:
             left.command("unmap")
+            # Until it is gone from the screen, there is nothing of it to leave out.
+            for y, red in ((100, 0), (400, 128)):
+                desktop.wait_until(lambda: abs(screen_colour(150, y, self.display)[0] - red) < 8, 10,
+                                   "the screen without it")
             with self.excluding_recorder(left.identifier) as recorder:
                 movie, pictures = self.shown(recorder, [lambda: left.command("map"), lambda: left.command("unmap")])
         for picture in pictures:

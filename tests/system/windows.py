@@ -2,6 +2,7 @@
 
 import contextlib
 import os
+import re
 import select
 import subprocess
 
@@ -51,6 +52,18 @@ def window(x, y, width, height, *options, display=None):
         desktop.end(process)
         process.stdin.close()
         process.stdout.close()
+
+
+@contextlib.contextmanager
+def managed_window(*arguments, display):
+    """The same, once the window manager lists it, which is the last that it does with a new window."""
+    with window(*arguments, display=display) as shown:
+        def is_listed():
+            clients = subprocess.run(["xprop", "-root", "_NET_CLIENT_LIST"], env=environment(display), check=True,
+                                     capture_output=True, text=True, timeout=10).stdout
+            return shown.identifier in [int(word, 16) for word in re.findall("0x[0-9a-f]+", clients)]
+        desktop.wait_until(is_listed, 10, "the managed window")
+        yield shown
 
 
 def environment(display):
