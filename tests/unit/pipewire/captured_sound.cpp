@@ -55,17 +55,33 @@ std::size_t CapturedSound::frames() const {
     return samples_.size() / channels;
 }
 
-bool CapturedSound::waitForFrames(std::size_t count, std::chrono::milliseconds patience) const {
-    return waitUntil([&] { return frames() >= count; }, patience);
+bool CapturedSound::waitForFrames(std::size_t count) const {
+    return waitUntil([&] { return frames() >= count; });
 }
 
-bool CapturedSound::waitForTime(support::MediaTime time, std::chrono::milliseconds patience) const {
-    return waitUntil(
+std::optional<std::size_t> CapturedSound::framesOnceQuiet(std::chrono::milliseconds quiet) const {
+    std::size_t count = frames();
+    auto since = hostTime();
+    const bool isQuiet = waitUntil(
         [&] {
-            const auto end = endTime();
-            return end && *end > time;
+            // Before the look at the frames: whatever delays that must not pass for quiet.
+            const auto now = hostTime();
+            if (const std::size_t latest = frames(); latest != count) {
+                count = latest;
+                since = hostTime();
+            }
+            return now - since >= quiet;
         },
-        patience);
+        quiet + std::chrono::seconds(5));
+    if (!isQuiet) return std::nullopt;
+    return count;
+}
+
+bool CapturedSound::waitForTime(support::MediaTime time) const {
+    return waitUntil([&] {
+        const auto end = endTime();
+        return end && *end > time;
+    });
 }
 
 double CapturedSound::amplitude(double frequency, int channel, std::size_t lastFrames) const {
@@ -83,9 +99,9 @@ double CapturedSound::amplitude(double frequency, int channel, std::size_t lastF
 }
 
 bool CapturedSound::waitForTone(double frequency, double expected, double tolerance,
-                                std::chrono::milliseconds patience) const {
-    return waitUntil([&] { return std::abs(amplitude(frequency, 0) - expected) <= tolerance; },
-                     patience);
+                                int channel) const {
+    return waitUntil(
+        [&] { return std::abs(amplitude(frequency, channel) - expected) <= tolerance; });
 }
 
 std::optional<support::MediaTime> CapturedSound::firstLoudSample(support::MediaTime from,
@@ -99,15 +115,6 @@ std::optional<support::MediaTime> CapturedSound::firstLoudSample(support::MediaT
         }
     }
     return std::nullopt;
-}
-
-float CapturedSound::loudestSince(std::size_t frame) const {
-    support::MutexLock lock(mutex_);
-    float loudest = 0;
-    for (std::size_t i = frame * channels; i < samples_.size(); ++i) {
-        loudest = std::max(loudest, std::abs(samples_[i]));
-    }
-    return loudest;
 }
 
 std::chrono::nanoseconds CapturedSound::largestStepSince(std::size_t frame) const {

@@ -24,22 +24,20 @@ class CapturedSound {
 
     // Sample frames delivered so far.
     std::size_t frames() const;
-    bool waitForFrames(std::size_t count,
-                       std::chrono::milliseconds patience = std::chrono::seconds(5)) const;
+    bool waitForFrames(std::size_t count) const;
+    // The frames once none has come for so long; nothing when they go on coming for 5 s more.
+    std::optional<std::size_t> framesOnceQuiet(std::chrono::milliseconds quiet) const;
     // Waits for sound that was heard at the time or later.
-    bool waitForTime(support::MediaTime time,
-                     std::chrono::milliseconds patience = std::chrono::seconds(5)) const;
+    bool waitForTime(support::MediaTime time) const;
 
     // The amplitude of the frequency in a channel over the last frames. Pure tones only: the window
     // should hold whole periods.
     double amplitude(double frequency, int channel, std::size_t lastFrames = 4800) const;
-    bool waitForTone(double frequency, double amplitude, double tolerance,
-                     std::chrono::milliseconds patience = std::chrono::seconds(5)) const;
+    // Waits for a tenth of a second in which the amplitude was the expected one.
+    bool waitForTone(double frequency, double expected, double tolerance, int channel = 0) const;
     // The time of the first sample from the time on that is louder than the threshold.
     std::optional<support::MediaTime> firstLoudSample(support::MediaTime from,
                                                       float threshold) const;
-    // The loudest sample since so many frames.
-    float loudestSince(std::size_t frame) const;
 
     // The largest difference between the end of a buffer and the start of the next, since so many
     // frames; positive for gaps.

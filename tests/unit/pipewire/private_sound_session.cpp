@@ -90,8 +90,8 @@ PrivateSoundSession::PrivateSoundSession(Speakers speakers) : speakers_(speakers
 }
 
 PrivateSoundSession::~PrivateSoundSession() {
-    for (const auto& [role, process] : processes_)
-        end(process);
+    while (!processes_.empty())
+        end(processes_.begin()->first);
 }
 
 void PrivateSoundSession::writeConfiguration() const {
@@ -120,7 +120,7 @@ void PrivateSoundSession::startManager() {
 }
 
 void PrivateSoundSession::killServer() {
-    end(processes_.at("server"));
+    end("server");
     killManager();
     // What a killed server leaves behind; the next one would wait for its lock otherwise.
     fs::remove(directory_ + "/pipewire-0");
@@ -128,7 +128,7 @@ void PrivateSoundSession::killServer() {
 }
 
 void PrivateSoundSession::killManager() {
-    end(processes_.at("manager"));
+    end("manager");
     // Its defaults may outlive it for a moment, and would be taken for the next one's.
     waitUntil([&] { return run({"pw-metadata"}).find("\"default\"") == std::string::npos; });
 }
@@ -154,8 +154,11 @@ void PrivateSoundSession::startMicrophone(const std::string& name, const std::st
 }
 
 void PrivateSoundSession::killMicrophone(const std::string& name) {
-    end(processes_.at(name));
-    processes_.erase(name);
+    end(name);
+    // Or the next one of that name would be taken to be there already.
+    if (!waitUntil([&] { return !hasNode(name) && !hasNode(name + "-feed"); }, startPatience)) {
+        throw std::runtime_error("The microphone did not go.");
+    }
 }
 
 void PrivateSoundSession::setDefaultSpeaker(const std::string& name) {
@@ -202,9 +205,12 @@ pid_t PrivateSoundSession::spawn(const std::vector<std::string>& command,
     return child;
 }
 
-void PrivateSoundSession::end(pid_t process) {
-    kill(process, SIGKILL);
-    waitpid(process, nullptr, 0);
+void PrivateSoundSession::end(const std::string& role) {
+    const auto process = processes_.find(role);
+    if (process == processes_.end()) return;
+    kill(process->second, SIGKILL);
+    waitpid(process->second, nullptr, 0);
+    processes_.erase(process);
 }
 
 }  // namespace quorvane::test

@@ -42,7 +42,8 @@ class PrivateSoundSession {
 
     // A microphone of this node.name; what is played into "NAME-feed" is heard by it.
     void startMicrophone(const std::string& name, const std::string& channels = "FL FR");
-    // The microphone disappears without a word.
+    // The microphone disappears without a word. Returns when the server has noticed; nothing
+    // happens when there is none.
     void killMicrophone(const std::string& name);
     void setDefaultSpeaker(const std::string& name);
     // A program of the sound server's own, with its output; empty when it fails.
@@ -51,7 +52,7 @@ class PrivateSoundSession {
 
   private:
     pid_t spawn(const std::vector<std::string>& command, const std::string& log) const;
-    static void end(pid_t process);
+    void end(const std::string& role);  // nothing when it was ended already
     void writeConfiguration() const;
 
     const Speakers speakers_;
