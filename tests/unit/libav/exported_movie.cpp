@@ -1,6 +1,7 @@
 #include "unit/libav/exported_movie.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -14,6 +15,8 @@
 #include "unit/libav/movie_reader.h"
 
 namespace quorvane::platform::libav {
+
+using namespace std::chrono_literals;
 
 std::string quoted(const std::string& text) {
     std::string result = "'";
@@ -54,10 +57,17 @@ std::shared_ptr<ExportSession> makeExport(const std::string& input, const std::s
     return session;
 }
 
-ExportResult runExport(ExportSession& session) {
+ExportResult runExport(ExportSession& session, const std::function<void()>& watch) {
     std::promise<void> ended;
     session.exportAsynchronously([&] { ended.set_value(); });
-    ended.get_future().wait();
+    const auto end = ended.get_future();
+    const auto deadline = std::chrono::steady_clock::now() + 120s;
+    while (end.wait_for(1ms) == std::future_status::timeout) {
+        if (watch) watch();
+        if (std::chrono::steady_clock::now() < deadline) continue;
+        ADD_FAILURE() << "The export hangs; its progress is " << session.progress() << ".";
+        std::abort();  // the core tells where
+    }
     ExportResult result{session.status(), session.error(), "", 0, ""};
     if (result.error) {
         try {

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <exception>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -26,7 +27,6 @@ std::string click(int frame, int sampleRate = 48000, double seconds = 3);
 // All tracks of the movie at unit volume, set up as the program does it. Null where the service
 // refuses.
 std::shared_ptr<ExportSession> makeExport(const std::string& input, const std::string& output);
-// Runs it to its end.
 struct ExportResult {
     ExportStatus status = ExportStatus::unknown;
     std::exception_ptr error;
@@ -34,7 +34,8 @@ struct ExportResult {
     std::int64_t errorCode = 0;
     std::string errorText;
 };
-ExportResult runExport(ExportSession& session);
+// Runs it to its end, and calls watch() every now and then. One that hangs ends the process.
+ExportResult runExport(ExportSession& session, const std::function<void()>& watch = {});
 ExportResult exportMovie(const std::string& input, const std::string& output);
 
 // A line for each packet of the first picture track: times, duration, flags, a hash of its bytes.

@@ -1,7 +1,9 @@
 // What is on the disk at every moment, and when the disk has no room.
 #include <algorithm>
+#include <chrono>
 #include <csignal>
 #include <cstring>
+#include <filesystem>
 #include <optional>
 #include <random>
 
@@ -37,6 +39,33 @@ bool waitUntil(Predicate predicate) {
     return false;
 }
 
+// What is appended while the disk is busy joins the next fragment, and the movie's time runs faster
+// here than real time. So a disk that is followed is waited for: no fragment grows much longer than
+// it would in a recording.
+class DiskFollower {
+  public:
+    explicit DiskFollower(const Recording& recording)
+        : recording_(recording), size_(std::filesystem::file_size(recording.path)) {}
+    // Pictures up to this time of the movie have been appended, 50 ms apart.
+    void follow(std::chrono::milliseconds time) {
+        constexpr auto longerThanAFragment = 600ms;
+        if (time - waitedAt_ < longerThanAFragment) return;
+        waitedAt_ = time;
+        EXPECT_TRUE(waitUntil([&] {
+            return std::filesystem::file_size(recording_.path) > size_ ||
+                   !recording_.video->append(nothing_);
+        }));
+        size_ = std::filesystem::file_size(recording_.path);
+    }
+
+  private:
+    const Recording& recording_;
+    std::uintmax_t size_;
+    std::chrono::milliseconds waitedAt_{0};
+    // Without a time it is ignored, and only a writer that has failed refuses it.
+    const SampleBufferPtr nothing_ = std::make_shared<PictureSample>(320, 180, std::nullopt);
+};
+
 // What is on the disk when so much of a recording has been written: the first 8 bytes of a fragment
 // come when the rest of it is there.
 std::vector<std::byte> leftBehind(std::vector<std::byte> content, std::size_t size) {
@@ -57,11 +86,13 @@ std::vector<std::byte> leftBehind(std::vector<std::byte> content, std::size_t si
 TEST(LibavMovieWriterDisk, HoldsAPlayableMovieAtEveryByte) {
     const TestFolder folder;
     Recording recording(folder.file("movie.mp4"), 320, 180, 2);
+    DiskFollower disk(recording);
     std::minstd_rand random(1);
     for (auto time = 0ms; time < 5000ms; time += 50ms) {
         ASSERT_TRUE(recording.append(noise(time, random)));
         for (std::size_t track : {0U, 1U})
             recording.soundUpTo(track, time, time + 50ms, [](std::int64_t) { return 0.1F; });
+        disk.follow(time);
     }
     ASSERT_TRUE(waitUntil([&] { return durationOf(recording.path) > 4.0; }));
     const auto content = fileContent(recording.path);
@@ -140,15 +171,17 @@ TEST(LibavMovieWriterDisk, KeepsWhatWasWrittenWhenTheDiskIsFull) {
     const auto path = folder.file("movie.mp4");
     double appended = 0;
     {
-        const FileSizeLimit limit((4 << 20) + 600'000);
+        const FileSizeLimit limit((4 << 20) + 1'200'000);
         Recording recording(path, 320, 180, 1);
         ASSERT_TRUE(recording.started);
+        DiskFollower disk(recording);
         std::minstd_rand random(1);
         for (auto time = 0ms; time < 20s && recording.append(noise(time, random)); time += 50ms) {
             appended = std::chrono::duration<double>(time).count();
             if (recording.writer->status() == MovieWriterStatus::writing)
                 (void)recording.audio[0]->append(
                     floatSound(sessionBegin + time, 2400, [](std::int64_t) { return 0.1F; }));
+            disk.follow(time);
         }
         EXPECT_EQ(recording.writer->status(), MovieWriterStatus::failed);
         EXPECT_LT(appended, 15);

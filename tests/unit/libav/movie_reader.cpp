@@ -5,6 +5,7 @@
 #include <cstring>
 #include <fstream>
 #include <iterator>
+#include <span>
 #include <sstream>
 
 #include <gtest/gtest.h>
@@ -100,9 +101,8 @@ std::vector<std::string> boxTypes(const std::string& path) {
 std::vector<std::byte> fileContent(const std::string& path) {
     std::ifstream file(path, std::ios::binary);
     const std::string text(std::istreambuf_iterator<char>(file), {});
-    std::vector<std::byte> content(text.size());
-    std::memcpy(content.data(), text.data(), text.size());
-    return content;
+    const auto bytes = std::as_bytes(std::span(text));
+    return {bytes.begin(), bytes.end()};
 }
 
 void writeFile(const std::string& path, const std::vector<std::byte>& content, std::size_t size) {

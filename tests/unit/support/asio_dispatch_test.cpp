@@ -55,13 +55,16 @@ TEST(AsioDispatch, AScheduledTaskRunsAfterItsDelayAndACancelledOneNever) {
     const auto start = dispatch.clock().hostTime();
     std::promise<MediaTime> ran;
     bool cancelledRan = false;
+    // The main queue's tasks wait for run(), so that it is cancelled in time, however late.
     const auto cancelled =
-        dispatch.schedule(dispatch.globalQueue(), 10ms, [&] { cancelledRan = true; });
+        dispatch.schedule(dispatch.mainQueue(), 10ms, [&] { cancelledRan = true; });
     cancelled->cancel();
     cancelled->cancel();
     const auto item = dispatch.schedule(dispatch.globalQueue(), 30ms,
                                         [&] { ran.set_value(dispatch.clock().hostTime()); });
     EXPECT_GE(ran.get_future().get() - start, 30ms);
+    dispatch.mainQueue().post([&] { dispatch.stop(); });
+    dispatch.run();
     EXPECT_FALSE(cancelledRan);
 }
 

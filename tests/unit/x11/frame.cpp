@@ -89,13 +89,13 @@ std::size_t FrameLog::endings() const {
 
 bool FrameLog::waitForCount(std::size_t count) const {
     support::MutexLock lock(mutex_);
-    return changed_.wait_for(mutex_, 2s,
+    return changed_.wait_for(mutex_, 10s,
                              [&]() QUORVANE_REQUIRES(mutex_) { return frames_.size() >= count; });
 }
 
 bool FrameLog::waitForEnd() const {
     support::MutexLock lock(mutex_);
-    return changed_.wait_for(mutex_, 2s, [&]() QUORVANE_REQUIRES(mutex_) { return endings_ > 0; });
+    return changed_.wait_for(mutex_, 10s, [&]() QUORVANE_REQUIRES(mutex_) { return endings_ > 0; });
 }
 
 std::size_t FrameLog::waitForQuiet() const {

@@ -43,7 +43,7 @@ class FrameLog {
     std::exception_ptr ended() const;
     std::size_t endings() const;
 
-    // Each waits at most two seconds.
+    // Each waits at most ten seconds.
     bool waitForCount(std::size_t count) const;
     bool waitForEnd() const;
     // Until nothing has come for a quarter of a second. Returns the count.

@@ -66,14 +66,20 @@ Recording::Recording(const XServer& server, CapturedContent content,
            << red << ", " << green << ", " << blue;
 }
 
-::testing::AssertionResult comesToShow(const FrameLog& log, int x, int y, std::uint32_t colour) {
+::testing::AssertionResult comesToHold(const std::function<::testing::AssertionResult()>& holds) {
     const auto deadline = std::chrono::steady_clock::now() + 5s;
     for (;;) {
-        const auto result = log.count() == 0 ? ::testing::AssertionFailure() << "no picture"
-                                             : isColour(log.last().at(x, y), colour);
+        const auto result = holds();
         if (result || std::chrono::steady_clock::now() > deadline) return result;
         std::this_thread::sleep_for(10ms);
     }
+}
+
+::testing::AssertionResult comesToShow(const FrameLog& log, int x, int y, std::uint32_t colour) {
+    return comesToHold([&] {
+        return log.count() == 0 ? ::testing::AssertionFailure() << "no picture"
+                                : isColour(log.last().at(x, y), colour);
+    });
 }
 
 std::string descriptionOf(std::exception_ptr error) {

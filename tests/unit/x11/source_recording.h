@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -50,7 +51,9 @@ inline ::testing::AssertionResult isColour(const Rgb& seen, std::uint32_t colour
     return isColour(seen, static_cast<int>(colour >> 16 & 0xFF),
                     static_cast<int>(colour >> 8 & 0xFF), static_cast<int>(colour & 0xFF));
 }
-// Waits (for some seconds) until the newest picture has that colour there.
+// Waits (for some seconds) until it holds. Returns what it said last.
+::testing::AssertionResult comesToHold(const std::function<::testing::AssertionResult()>& holds);
+// Waits (as long) until the newest picture has that colour there.
 ::testing::AssertionResult comesToShow(const FrameLog& log, int x, int y, std::uint32_t colour);
 
 std::string descriptionOf(std::exception_ptr error);
