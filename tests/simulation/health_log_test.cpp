@@ -56,11 +56,14 @@ TEST_F(HealthLog, EndsWhenTheRecordingIsComplete) {
     recorder->stop();
     sim.dispatch.advance(4s);
     EXPECT_EQ(sim.files.openLogs, 1);
+    sim.capture.stopped = false;
     sound(StreamOutputType::audio);  // too late to count
     sim.dispatch.advance(1s);
     ASSERT_EQ(lines().size(), 2U);
     EXPECT_THAT(lines()[1], HasSubstr("\"event\":\"finished\""));
     EXPECT_THAT(lines()[1], HasSubstr("\"elapsedMs\":5000"));
+    EXPECT_THAT(lines()[1], HasSubstr("\"systemAudioSampleCount\":0"));
+    EXPECT_THAT(written(1), IsEmpty());
     EXPECT_EQ(sim.files.openLogs, 0);
 }
 

@@ -110,6 +110,15 @@ TEST_F(RecorderAudio, EveryCommandIsAnsweredWithTheStateAfterIt) {
         "\"commandID\":\"x\",\"error\":\"Choose this input before starting a recording.\"}\n");
 }
 
+TEST_F(RecorderAudio, ASourceThatWasNotChosenCannotBeMutedEither) {
+    record(screenRequest(false, true));
+    command("y", "system", false);
+    EXPECT_EQ(
+        lastLine(),
+        "{\"kind\":\"audioState\",\"microphoneEnabled\":true,\"systemEnabled\":false,"
+        "\"commandID\":\"y\",\"error\":\"Choose this input before starting a recording.\"}\n");
+}
+
 TEST_F(RecorderAudio, ACommandAfterTheStopIsRefusedWithoutChangingTheState) {
     record(screenRequest(true));
     sim.writers.finishAfter.reset();

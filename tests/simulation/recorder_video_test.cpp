@@ -95,11 +95,13 @@ TEST_F(RecorderVideo, TheStartIsAnnouncedEvenWhenALaterFrameIsTheFirstTaken) {
 
 TEST_F(RecorderVideo, AWriterThatCannotStartEndsTheRecordingWithItsError) {
     struct Row {
+        bool fails;
         bool hasError;
         const char* text;
     };
-    for (const auto& row :
-         {Row{true, "An injected fault."}, Row{false, "Could not start writing the recording."}}) {
+    for (const auto& row : {Row{true, true, "An injected fault."},
+                            Row{true, false, "Could not finalize the recording."},
+                            Row{false, false, "Could not start writing the recording."}}) {
         SCOPED_TRACE(row.text);
         SimPlatform each;
         control::RecorderEvents eachEvents(each.process);
@@ -107,14 +109,15 @@ TEST_F(RecorderVideo, AWriterThatCannotStartEndsTheRecordingWithItsError) {
             screenRequest(), each.ports, eachEvents);
         const auto started = watch(each.dispatch, failing->start());
         each.dispatch.settle();
-        each.writers.startFails = true;
+        each.writers.startFails = row.fails;
+        each.writers.startDeclines = !row.fails;
         each.writers.hasErrors = row.hasError;
         each.capture.deliverPicture();
         const auto waited = watch(each.dispatch, failing->waitUntilFinished());
         each.dispatch.settle();
         ASSERT_TRUE(waited->ended);
-        EXPECT_EQ(cli::localizedDescription(failing->failure()),
-                  row.hasError ? "An injected fault." : "Could not finalize the recording.");
+        EXPECT_EQ(cli::localizedDescription(failing->failure()), row.text);
+        EXPECT_EQ(each.writers.cancels, row.fails ? 0 : 1);
         EXPECT_THAT(each.process.kinds(), Not(Contains("started")));
     }
 }

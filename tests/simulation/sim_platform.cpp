@@ -207,6 +207,7 @@ class SimMovieWriter final : public platform::MovieWriter {
         return add(input);
     }
     bool startWriting() override {
+        if (owner_.startDeclines) return false;
         if (owner_.startFails || owner_.faults_.strikes()) {
             fail(owner_);
             return false;
@@ -271,7 +272,7 @@ class SimMovieWriter final : public platform::MovieWriter {
 };
 
 std::shared_ptr<platform::MovieWriter> SimMovieWriters::makeMovieWriter(const std::string& at) {
-    if (faults_.strikes()) std::rethrow_exception(FaultPlan::error());
+    if (movieExists || faults_.strikes()) std::rethrow_exception(FaultPlan::error());
     path = at;
     return std::make_shared<SimMovieWriter>(*this);
 }

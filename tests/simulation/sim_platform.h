@@ -156,6 +156,7 @@ class SimMovieWriters final : public platform::MovieWriterFactory {
     bool refusesVideo = false;
     int refusesAudioFrom = 99;  // the first audio input that is refused, from 1
     bool startFails = false;
+    bool startDeclines = false;  // does not start, and does not fail either
     bool appendFails = false;
     bool hasErrors = true;  // a failed writer says why
     bool completesAsFailed = false;

@@ -83,8 +83,8 @@ TEST(BitRate, IsAShareOfThePixelsWithinBounds) {
         {"the others meet theirs", 4096, 2304, 120, "high", 45'000'000},
         {"an unknown quality has the lower ceiling", 3840, 2160, 60, "ultra", 45'000'000},
         {"an unknown quality has the high factor", 1920, 1080, 60, "ultra", 17'418'240},
-        {"a frame rate of 0 counts as 1", 4096, 2304, 0, "compact", 2'000'000},
-        {"small sizes count as 8", 1, 1, 60, "compact", 2'000'000},
+        {"a frame rate of 0 counts as 1", 10000, 10000, 0, "compact", 5'500'000},
+        {"small sizes count as 8", 1, 10'000'000, 1, "compact", 4'400'000},
         {"rounded to the nearest", 3001, 2001, 31, "high", 19'546'278},
     };
     for (const auto& row : rows) {
