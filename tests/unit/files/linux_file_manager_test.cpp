@@ -5,6 +5,7 @@
 #include <functional>
 #include <set>
 
+#include <dlfcn.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/resource.h>
@@ -14,6 +15,21 @@
 #include "platform/linux/files/system_random.h"
 #include "platform/platform_error.h"
 #include "unit/files/test_folder.h"
+
+namespace {
+
+int chmodError = 0;  // of every change of permissions through a descriptor; 0: none
+
+}  // namespace
+
+// Takes the place of the C library's function in this program.
+extern "C" int fchmod(int descriptor, mode_t mode) noexcept {
+    if (chmodError != 0) {
+        errno = chmodError;
+        return -1;
+    }
+    return reinterpret_cast<decltype(&fchmod)>(dlsym(RTLD_NEXT, "fchmod"))(descriptor, mode);
+}
 
 namespace quorvane::platform::files {
 namespace {
@@ -82,6 +98,24 @@ TEST_F(LinuxFileManagerTest, ACopyHasTheContentAndThePermissions) {
         ASSERT_EQ(stat((folder / "to").c_str(), &status), 0);
         EXPECT_EQ(status.st_mode & 07777, 0626);
         files.removeItem(folder / "to");
+    }
+}
+
+TEST_F(LinuxFileManagerTest, WherePermissionsCannotBeChangedThatIsNoError) {
+    for (const int error : {EPERM, EOPNOTSUPP, ENOSYS, EIO}) {
+        SCOPED_TRACE(error);
+        write(folder / "movie", "old");
+        write(folder / "mixed", "new");
+        const int expected = error == EIO ? EIO : 0;
+        chmodError = error;
+        EXPECT_EQ(errorOf([&] { files.copyItem(folder / "movie", folder / "copy"); }), expected);
+        EXPECT_EQ(errorOf([&] { files.replaceItem(folder / "movie", folder / "mixed"); }),
+                  expected);
+        chmodError = 0;
+        EXPECT_EQ(read(folder / "movie"), expected == 0 ? "new" : "old");
+        EXPECT_EQ(exists(folder / "copy"), expected == 0);
+        files.removeItem(folder / "movie");
+        if (exists(folder / "copy")) files.removeItem(folder / "copy");
     }
 }
 

@@ -10,6 +10,7 @@
 #include <unistd.h>
 
 #include "platform/linux/file_descriptor.h"
+#include "platform/linux/file_permissions.h"
 #include "platform/linux/files/background_log_file.h"
 #include "platform/linux/files/file_copy.h"
 #include "platform/platform_error.h"
@@ -19,7 +20,6 @@ namespace quorvane::platform::files {
 namespace {
 
 constexpr mode_t readWriteForAll = 0666;  // less what the umask takes away
-constexpr mode_t allPermissions = 07777;
 
 int openRetrying(const std::string& path, int flags, mode_t mode = 0) {
     int descriptor = -1;
@@ -87,7 +87,7 @@ void LinuxFileManager::copyItem(const std::string& source, const std::string& de
         openRetrying(destination, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR));
     if (to.get() < 0) throw posixError(errno, doing);
     // The umask has no say in a copy.
-    int error = fchmod(to.get(), status.st_mode & allPermissions) == 0 ? 0 : errno;
+    int error = setPermissions(to.get(), status.st_mode);
     if (error == 0) error = copyContent(from.get(), to.get());
     if (error == 0) error = flush(to.get());
     if (error != 0) {
@@ -110,8 +110,8 @@ void LinuxFileManager::replaceItem(const std::string& original, const std::strin
         // The owner first: changing it takes special permissions away.
         if (changesOwner && fchown(file.get(), status.st_uid, status.st_gid) != 0)
             throw posixError(errno, doing);
-        if (fchmod(file.get(), status.st_mode & allPermissions) != 0)
-            throw posixError(errno, doing);
+        if (const int error = setPermissions(file.get(), status.st_mode))
+            throw posixError(error, doing);
         if (const int error = flush(file.get())) throw posixError(error, doing);
     }
     if (rename(replacement.c_str(), original.c_str()) != 0) throw posixError(errno, doing);

@@ -12,6 +12,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include "platform/linux/file_permissions.h"
 #include "platform/platform_error.h"
 
 namespace quorvane::platform::libav {
@@ -26,7 +27,16 @@ std::string folderOf(const std::string& path) {
     return slash == 0 ? "/" : path.substr(0, slash);
 }
 
+[[noreturn]] void failToCreate(const std::string& path, int errorNumber) {
+    throw posixError(errorNumber, "Could not create " + path);
+}
+
 }  // namespace
+
+void MovieStorage::refuseExisting(const std::string& path) {
+    struct stat status {};
+    if (lstat(path.c_str(), &status) == 0) failToCreate(path, EEXIST);
+}
 
 MovieStorage MovieStorage::createNew(const std::string& path) {
     constexpr mode_t readWriteForAll = 0666;  // less what the umask takes away
@@ -34,7 +44,7 @@ MovieStorage MovieStorage::createNew(const std::string& path) {
     do {
         descriptor = open(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, readWriteForAll);
     } while (descriptor < 0 && errno == EINTR);
-    if (descriptor < 0) throw posixError(errno, "Could not create " + path);
+    if (descriptor < 0) failToCreate(path, errno);
     return {descriptor, path};
 }
 
@@ -153,8 +163,7 @@ void MovieStorage::replace(const MovieStorage& other) {
     if (!other.isAtPath(other.path_)) fail(ESTALE);
     struct stat status {};
     if (fstat(other.descriptor_, &status) != 0) fail(errno);
-    constexpr mode_t permissions = 07777;
-    if (fchmod(descriptor_, status.st_mode & permissions) != 0) fail(errno);
+    if (const int error = setPermissions(descriptor_, status.st_mode)) fail(error);
     if (rename(path_.c_str(), other.path_.c_str()) != 0) fail(errno);
     path_ = other.path_;
     const int folder = open(folderOf(path_).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);

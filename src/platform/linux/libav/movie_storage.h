@@ -13,6 +13,8 @@ namespace quorvane::platform::libav {
 
 class MovieStorage {
   public:
+    // Throws what createNew() would where something is at the path already.
+    static void refuseExisting(const std::string& path);
     // Creates the file, which must not exist yet.
     static MovieStorage createNew(const std::string& path);
 
