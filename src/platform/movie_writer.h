@@ -72,7 +72,9 @@ class MovieWriter {
 class MovieWriterFactory {
   public:
     virtual ~MovieWriterFactory() = default;
-    // An MPEG-4 writer for the path. Touches no file yet. Throws PlatformError.
+    // An MPEG-4 writer for the path. Touches no file yet. Throws PlatformError, also where
+    // something is at the path already: a recording that is stopped before it begins must not take
+    // that for its own movie.
     virtual std::shared_ptr<MovieWriter> makeMovieWriter(const std::string& path) = 0;
 };
 

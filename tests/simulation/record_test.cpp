@@ -129,6 +129,20 @@ TEST_F(Record, StoppedBeforeThereIsAStreamTheMissingMovieIsTheError) {
     EXPECT_FALSE(sim.writers.movieExists);
 }
 
+TEST_F(Record, StoppedBeforeThereIsAStreamAnOlderMovieAtThePathIsLeftAlone) {
+    sim.writers.movieExists = true;
+    auto request = screenRequest();
+    request.rawOutputPath = "/raw/movie.mp4";
+    const auto outcome = run(std::move(request));
+    ASSERT_TRUE(sim.dispatch.advanceUntil([&] { return sim.process.liveSources == 3; }, 1s));
+    sim.process.raise(Signal::terminate);
+    sim.dispatch.advance(1s);
+    ASSERT_TRUE(outcome->ended);
+    EXPECT_EQ(outcome->text(), "An injected fault.");
+    EXPECT_THAT(sim.process.kinds(), testing::Not(testing::Contains("processing")));
+    EXPECT_THAT(sim.files.calls, IsEmpty());
+}
+
 TEST_F(Record, SuccessAlwaysMeansAMovie) {
     for (std::uint64_t seed = 1; seed <= 500; ++seed) {
         SCOPED_TRACE(seed);

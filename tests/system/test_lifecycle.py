@@ -68,6 +68,22 @@ class Refusals(SystemTest):
         self.assertEqual((path.stat().st_mtime_ns, path.stat().st_ino), (before.st_mtime_ns, before.st_ino))
         self.assert_left_alone(self.folder, "precious.mp4")
 
+    def test_a_stop_before_the_beginning_leaves_an_existing_file_alone_too(self):
+        path = self.folder / "precious.mp4"
+        subprocess.run(["ffmpeg", "-nostdin", "-v", "error", "-f", "lavfi", "-i", "color=s=64x64", "-f", "lavfi", "-i",
+                        "sine", "-map", "0", "-map", "1", "-map", "1", "-t", "1", str(path)], check=True, timeout=20)
+        before = path.read_bytes()
+
+        def stopped_already():
+            signal.pthread_sigmask(signal.SIG_BLOCK, [signal.SIGTERM])
+            os.kill(os.getpid(), signal.SIGTERM)
+
+        with Recorder(path, REGION, raw=self.folder / "raw.mp4", prepare=stopped_already) as recorder:
+            self.assertEqual(recorder.wait(), 1)
+            self.assertRegex(recorder.errors, r"\A[^\n]*precious\.mp4[^\n]* \(POSIX 17\)\n\Z")
+        self.assertEqual(path.read_bytes(), before)
+        self.assert_left_alone(self.folder, "precious.mp4")
+
     def test_a_folder_that_does_not_exist_is_an_error(self):
         with Recorder(self.folder / "nowhere" / "x.mp4", REGION) as recorder:
             self.assertEqual(recorder.wait(), 1)

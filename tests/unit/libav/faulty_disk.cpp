@@ -3,6 +3,8 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <mutex>
+#include <utility>
 
 #include <dlfcn.h>
 #include <sys/stat.h>
@@ -19,6 +21,9 @@ std::atomic<int> diskCalls{0};
 std::atomic<int> firstFault{never};
 std::atomic<int> lastFault{never};
 std::atomic<int> fault{0};  // errno; 0: the process dies
+
+std::mutex eventMutex;
+std::function<void()> flushEvent;
 
 void arm(int first, int last, int errorNumber) {
     fault = errorNumber;
@@ -38,9 +43,22 @@ void failAtCall(int nth, int errorNumber) {
 void failFromCall(int nth, int errorNumber) {
     arm(nth, never, errorNumber);
 }
+void beforeEachFlush(std::function<void()> event) {
+    const std::lock_guard lock(eventMutex);
+    flushEvent = std::move(event);
+}
 int countCalls() {
     firstFault = never;
     return diskCalls;
+}
+
+void announceFlush() {
+    std::function<void()> event;
+    {
+        const std::lock_guard lock(eventMutex);
+        event = flushEvent;
+    }
+    if (event) event();
 }
 
 // The error of this call, 0 for none.
@@ -68,6 +86,7 @@ bool isFile(int descriptor) {
 
 }  // namespace quorvane::platform::libav
 
+using quorvane::platform::libav::announceFlush;
 using quorvane::platform::libav::behind;
 using quorvane::platform::libav::faultOfThisCall;
 using quorvane::platform::libav::isFile;
@@ -100,6 +119,7 @@ int fsync(int descriptor) {
 }
 
 int fdatasync(int descriptor) {
+    announceFlush();
     if (const int error = faultOfThisCall()) {
         errno = error;
         return -1;

@@ -2,12 +2,16 @@
 // counted in this program, and one of them can be made to go wrong.
 #pragma once
 
+#include <functional>
+
 namespace quorvane::platform::libav {
 
 // The nth such call from now on, counted from 1, in any thread.
 void dieAtCall(int nth);                      // the process ends as if it had been killed
 void failAtCall(int nth, int errorNumber);    // only that call does nothing and fails
 void failFromCall(int nth, int errorNumber);  // and all that follow
+// What happens before each flush, in the thread that flushes; null: nothing.
+void beforeEachFlush(std::function<void()> event);
 // Back to a disk that works. Returns how many calls there were.
 int countCalls();
 

@@ -1,17 +1,22 @@
 // What is on the disk at every moment, and when the disk has no room.
 #include <algorithm>
 #include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
+#include <memory>
+#include <mutex>
 #include <optional>
 #include <random>
+#include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
 #include "platform/platform_error.h"
+#include "unit/libav/faulty_disk.h"
 #include "unit/libav/movie_reader.h"
 #include "unit/libav/movie_recording.h"
 
@@ -29,10 +34,10 @@ SampleBufferPtr noise(std::chrono::nanoseconds time, std::minstd_rand& random) {
     return sample;
 }
 
-// Until the predicate holds, at most ten seconds of real time.
+// Until the predicate holds, at most so long in real time.
 template <class Predicate>
-bool waitUntil(Predicate predicate) {
-    for (int wait = 0; wait < 500; ++wait) {
+bool waitUntil(Predicate predicate, std::chrono::milliseconds patience = 10s) {
+    for (auto waited = 0ms; waited < patience; waited += 20ms) {
         if (predicate()) return true;
         std::this_thread::sleep_for(20ms);
     }
@@ -165,6 +170,78 @@ class FileSizeLimit {
     rlimit before_{};
     void (*action_)(int) = nullptr;
 };
+
+// Holds every flush up until it is released.
+class StalledDisk {
+  public:
+    StalledDisk() {
+        beforeEachFlush([this] {
+            std::unique_lock lock(mutex_);
+            changed_.wait(lock, [this] { return released_; });
+        });
+    }
+    ~StalledDisk() {
+        release();
+        beforeEachFlush(nullptr);
+    }
+    StalledDisk(const StalledDisk&) = delete;
+    StalledDisk& operator=(const StalledDisk&) = delete;
+    void release() {
+        const std::lock_guard lock(mutex_);
+        released_ = true;
+        changed_.notify_all();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool released_ = false;
+};
+
+TEST(LibavMovieWriterDisk, WritesASecondAtATimeAfterAStall) {
+    const TestFolder folder;
+    Recording recording(folder.file("movie.mp4"), 320, 180, 1);
+    StalledDisk disk;
+    std::minstd_rand random(1);
+    for (auto time = 0ms; time < 10s; time += 50ms) {
+        ASSERT_TRUE(recording.append(noise(time, random)));
+        recording.soundUpTo(0, time, time + 50ms, [](std::int64_t) { return 0.1F; });
+    }
+    disk.release();
+    ASSERT_TRUE(waitUntil([&] { return durationOf(recording.path) > 9.0; }));
+    EXPECT_GE(std::ranges::count(boxTypes(recording.path), "moof"), 9);
+    recording.finish(10s);
+    EXPECT_EQ(recording.lastStatus, MovieWriterStatus::completed);
+    EXPECT_NEAR(durationOf(recording.path), 10, 0.001);
+    EXPECT_EQ(pictureTimes(recording.path).size(), 200U);
+}
+
+TEST(LibavMovieWriterDisk, KeepsTheLastPictureOfAStall) {
+    const TestFolder folder;
+    // Some pictures of noise are more than may wait for the disk.
+    Recording recording(folder.file("movie.mp4"), 320, 180, 0, {.backlog = 300'000});
+    StalledDisk disk;
+    std::minstd_rand random(1);
+    auto time = 0ms;
+    std::vector<std::weak_ptr<const SampleBuffer>> given;
+    for (; recording.video->isReadyForMoreMediaData() && time < 20s; time += 50ms) {
+        recording.moveTo(time);
+        const auto sample = noise(time, random);
+        given.emplace_back(sample);
+        ASSERT_TRUE(recording.video->append(sample));
+        // The encoder takes it, if the disk lets it.
+        waitUntil([&] { return recording.video->isReadyForMoreMediaData(); }, 200ms);
+    }
+    ASSERT_LT(time, 20s);
+    // It refuses one only when it holds all that a capture stream has, which then waits with what
+    // is on the screen.
+    EXPECT_GE(std::ranges::count_if(given, [](const auto& each) { return !each.expired(); }), 6);
+    disk.release();
+    ASSERT_TRUE(recording.waitFor(*recording.video));
+    recording.finish(time);
+    const auto times = pictureTimes(recording.path);
+    EXPECT_EQ(times.size(), static_cast<std::size_t>(time / 50ms));
+}
 
 TEST(LibavMovieWriterDisk, KeepsWhatWasWrittenWhenTheDiskIsFull) {
     const TestFolder folder;

@@ -1,7 +1,9 @@
 // What the writer makes of pictures and time, judged by ffprobe and decoded pictures.
 #include "platform/linux/libav/libav_movie_writer.h"
 
+#include <cerrno>
 #include <cstdlib>
+#include <filesystem>
 #include <random>
 
 #include <gmock/gmock.h>
@@ -228,17 +230,46 @@ TEST(LibavMovieWriter, TakesAsManyPicturesAsACaptureStreamHas) {
     EXPECT_EQ(pictureTimes(recording.path).size(), appended);
 }
 
-TEST(LibavMovieWriter, GivesPicturesBackWhenTheyAreEncoded) {
+TEST(LibavMovieWriter, GivesPicturesBackWhenTheNextIsEncoded) {
     const TestFolder folder;
     Recording recording(folder.file("movie.mp4"), 64, 48, 0);
     auto sample = std::make_shared<PictureSample>(64, 48, sessionBegin, Colour{});
     const std::weak_ptr<PictureSample> given = sample;
     ASSERT_TRUE(recording.append(sample));
     sample.reset();
+    ASSERT_TRUE(recording.picture(100ms));
     for (int wait = 0; !given.expired() && wait < 20000; ++wait)
         std::this_thread::sleep_for(1ms);
     EXPECT_TRUE(given.expired());
     recording.finish(1s);
+}
+
+TEST(LibavMovieWriter, RepeatsAPictureThatStandsForAnHour) {
+    const TestFolder folder;
+    Recording recording(folder.file("movie.mp4"), 64, 48, 0);
+    ASSERT_TRUE(recording.picture(0s, {.y = 200}));
+    recording.moveTo(3600s);
+    for (int tries = 0; tries < 100 && pictureTimes(recording.path).size() < 2; ++tries)
+        std::this_thread::sleep_for(100ms);
+    recording.finish(4000s);
+    EXPECT_THAT(pictureTimes(recording.path), ElementsAre(0, 3600 * 90000));
+    EXPECT_NEAR(durationOf(recording.path), 4000, 0.001);
+}
+
+TEST(LibavMovieWriter, IsNotMadeWhereSomethingIsAlready) {
+    const TestFolder folder;
+    const auto path = folder.file("movie.mp4");
+    std::filesystem::create_symlink("nowhere", path);
+    const ManualClock clock;
+    try {
+        LibavMovieWriterFactory(clock).makeMovieWriter(path);
+        FAIL();
+    } catch (const PlatformError& error) {
+        EXPECT_EQ(error.domain(), "POSIX");
+        EXPECT_EQ(error.code(), EEXIST);
+        EXPECT_EQ(error.description(), "Could not create " + path + ": File exists");
+    }
+    EXPECT_TRUE(std::filesystem::is_symlink(path));
 }
 
 TEST(LibavMovieWriter, RefusesAFileThatExistsAndTouchesNothing) {

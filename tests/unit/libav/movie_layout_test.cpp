@@ -53,7 +53,7 @@ class RecordedFile {
 
     void finish() {
         finishMovie(
-            *file_, layout_, [&](std::int64_t shift) { return index(shift); }, row_.effort);
+            *file_, layout_, [&](std::int64_t shift) { return index(shift); }, row_.effort, clock);
     }
     std::size_t filesInFolder() const { return folder_.count(); }
 
@@ -85,6 +85,8 @@ class RecordedFile {
     }
 
     std::size_t size() const { return fileContent(path).size(); }
+
+    ManualClock clock;
 
   private:
     TestFolder folder_;
@@ -147,6 +149,36 @@ TEST(FinishMovie, BringsTheIndexInFront) {
     for (const auto& row : cases) {
         check(row, testing::TempDir());
         check(row, "/dev/shm");  // a file system that can neither take blocks out nor put them in
+    }
+}
+
+TEST(FinishMovie, StopsCopyingWhenTheDiskIsTooSlow) {
+    struct Row {
+        Case movie;
+        std::chrono::seconds flush;
+        std::vector<std::string> boxes;
+    };
+    const std::vector<std::string> padded{"ftyp", "moov", "free", "mdat"};
+    const std::vector<std::string> behind{"ftyp", "mdat", "moov"};
+    const Row rows[] = {
+        {{"only padding is to be saved", 256 << 10, 3 << 20, 10000, FinishEffort::full, true},
+         3s,
+         padded},
+        {{"there is no room for the index", 8192, 3 << 20, 30000, FinishEffort::full, true},
+         21s,
+         behind},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.movie.name);
+        // A file system that can neither take blocks out nor put them in.
+        RecordedFile movie("/dev/shm", row.movie);
+        beforeEachFlush(
+            [&] { movie.clock.set(movie.clock.hostTime() + std::chrono::seconds(row.flush)); });
+        movie.finish();
+        beforeEachFlush(nullptr);
+        EXPECT_TRUE(movie.expectWhole());
+        EXPECT_EQ(boxTypes(movie.path), row.boxes);
+        EXPECT_EQ(movie.filesInFolder(), 1U);
     }
 }
 

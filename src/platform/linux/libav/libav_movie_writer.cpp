@@ -12,6 +12,7 @@
 
 #include "platform/linux/libav/audio_encoder.h"
 #include "platform/linux/libav/bounded_queue.h"
+#include "platform/linux/libav/movie_storage.h"
 #include "platform/linux/libav/video_encoder.h"
 #include "platform/platform_error.h"
 #include "support/background_thread.h"
@@ -41,6 +42,13 @@ constexpr auto silencePeriod = 100ms;
 constexpr auto lastSoundsWait = 120ms;
 // A sound that claims to come from beyond this in the future has a time that means nothing.
 constexpr auto farFuture = 10s;
+
+// A picture that stands is encoded again after this: the format holds durations up to 13 h, and
+// libavformat's muxer up to 6.6 h.
+constexpr auto longestStanding = 1h;
+constexpr auto standingCheck = 1s;
+// How often encoded pictures look whether the disk has caught up.
+constexpr auto roomCheck = 20ms;
 
 // How long the end of the process may be held up by a disk that does not answer.
 constexpr auto patience = 5s;
@@ -263,13 +271,9 @@ void LibavMovieWriter::Core::startSession(MediaTime sourceTime) {
 }
 
 bool LibavMovieWriter::Core::isReadyForPicture() const {
-    {
-        MutexLock lock(mutex_);
-        if (status_ != MovieWriterStatus::writing || end_) return false;
-        if (failure_) return true;  // the append then says it
-        if (pictures_.full()) return false;
-    }
-    return file_.hasRoom(videoBacklog);
+    MutexLock lock(mutex_);
+    if (status_ != MovieWriterStatus::writing || end_) return false;
+    return failure_ || !pictures_.full();  // a failure is said by the append
 }
 
 bool LibavMovieWriter::Core::appendPicture(const SampleBufferPtr& sample) {
@@ -417,21 +421,28 @@ void LibavMovieWriter::Core::encodePictures() {
         const EncodedSampleSink sink = [this](const EncodedSample& each) {
             file_.append(videoTrack_, each);
         };
-        VideoTicks last{-1};
+        VideoTicks lastTicks{-1};
+        SampleBufferPtr last;
+        MediaTime lastEncoded{};
         for (;;) {
             SampleBufferPtr picture;
             MediaTime begin{};
             std::optional<MediaTime> end;
             {
                 MutexLock lock(mutex_);
-                while (pictures_.empty() && !end_ && isWriting())
-                    pictureCame_.wait(mutex_);
+                while (pictures_.empty() && !end_ && isWriting() &&
+                       !(last && clock_.hostTime() - lastEncoded >= longestStanding))
+                    pictureCame_.wait_for(mutex_, standingCheck);
+                // Pictures wait for the disk in the queue, and new ones at their source: whatever
+                // is dropped, it is not the last one, which nothing may follow for long.
+                while (!end_ && isWriting() && !file_.hasRoom(videoBacklog))
+                    pictureCame_.wait_for(mutex_, roomCheck);
                 if (!isWriting()) return;
                 begin = sessionBegin_.value_or(MediaTime{});
-                if (pictures_.empty()) {
-                    end = sessionBegin_ ? *end_ : MediaTime{};
-                } else {
+                if (!pictures_.empty()) {
                     picture = pictures_.pop();
+                } else if (end_) {
+                    end = sessionBegin_ ? *end_ : MediaTime{};
                 }
             }
             if (end) {
@@ -440,10 +451,12 @@ void LibavMovieWriter::Core::encodePictures() {
                 return;
             }
             // Times grow, and start with the session at the earliest.
-            const auto time =
-                std::max(ticksBetween(begin, *picture->presentationTime()), last + VideoTicks(1));
-            videoEncoder_->encode(picture, time.count(), sink);
-            last = time;
+            const auto taken = picture ? *picture->presentationTime() : clock_.hostTime();
+            const auto time = std::max(ticksBetween(begin, taken), lastTicks + VideoTicks(1));
+            if (picture) last = std::move(picture);
+            videoEncoder_->encode(last, time.count(), sink);
+            lastTicks = time;
+            lastEncoded = taken;
         }
     } catch (...) {
         failEncoding();
@@ -587,6 +600,7 @@ void LibavMovieWriter::cancelWriting() {
 }
 
 std::shared_ptr<MovieWriter> LibavMovieWriterFactory::makeMovieWriter(const std::string& path) {
+    MovieStorage::refuseExisting(path);
     return std::make_shared<LibavMovieWriter>(path, clock_);
 }
 

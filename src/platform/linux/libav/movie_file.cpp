@@ -15,6 +15,8 @@ using support::MutexLock;
 
 // Killed at any moment, a movie lacks this and what the encoders hold, well under 2 s.
 constexpr auto fragmentLength = 500ms;
+// What waits for a slow disk is no less than this to it, and no more is lost when it fails.
+constexpr std::chrono::milliseconds longestFragment = 1s;
 constexpr auto pictureUpdatePeriod = 1s;
 // How often the file's thread looks at the clock; an append that is due wakes it at once.
 constexpr auto tick = 250ms;
@@ -183,17 +185,17 @@ void MovieFile::writeFragments() {
             }
         }
         const bool updated = updateLastPicture(now);
-        std::int64_t written = 0;
-        if (hasFragment) {
-            for (const auto& track : writing_)
-                written += std::ssize(track.data);
-            writeFragment(now);
-            lastFragment_ = now;
+        while (hasFragment) {
+            const auto written = writeFragment(now);
+            if (written == 0) break;
+            MutexLock lock(mutex_);
+            pendingBytes_ -= written;
+            if (ending_ == Ending::cancel) return;
         }
+        if (hasFragment) lastFragment_ = now;
         if (updated || hasFragment) storage_->flush();
 
         MutexLock lock(mutex_);
-        pendingBytes_ -= written;
         if (!over && !due_ && ending_ == Ending::none && !allEnded())
             changed_.wait_for(mutex_, tick);
     }
@@ -247,16 +249,36 @@ std::int64_t MovieFile::ticksAt(MediaTime time, std::uint32_t timescale) const {
     return static_cast<std::int64_t>(Seconds(time - *sessionBegin_).count() * timescale);
 }
 
-void MovieFile::writeFragment(MediaTime now) {
+std::int64_t MovieFile::writeFragment(MediaTime now) {
+    std::optional<std::int64_t> begin;  // ms
+    for (std::size_t index = 0; index < tracks_.size(); ++index) {
+        const auto& pending = writing_[index];
+        if (pending.writtenSamples == pending.samples.size()) continue;
+        const auto first =
+            rescale(pending.samples[pending.writtenSamples].time, tracks_[index].timescale, 1000);
+        begin = std::min(begin.value_or(first), first);
+    }
+    if (!begin) {
+        for (auto& pending : writing_) {
+            pending.data.clear();
+            pending.samples.clear();
+            pending.writtenBytes = pending.writtenSamples = 0;
+        }
+        return 0;
+    }
     fragmentTracks_.clear();
     fragmentStates_.clear();
     for (std::size_t index = 0; index < tracks_.size(); ++index) {
-        const auto& samples = writing_[index].samples;
-        if (samples.empty()) continue;
         const auto& description = tracks_[index];
+        const auto& samples = writing_[index].samples;
+        const auto isInside = [&](const PendingSample& sample) {
+            return rescale(sample.time, description.timescale, 1000) <
+                   *begin + longestFragment.count();
+        };
         auto& state = states_[index];
         state.fragment.clear();
-        for (std::size_t each = 0; each < samples.size(); ++each) {
+        const auto from = writing_[index].writtenSamples;
+        for (auto each = from; each < samples.size() && isInside(samples[each]); ++each) {
             std::int64_t duration = description.sampleDuration;
             if (duration == 0) {
                 const auto next = each + 1 < samples.size()
@@ -267,7 +289,8 @@ void MovieFile::writeFragment(MediaTime now) {
             state.fragment.push_back(
                 {samples[each].size, static_cast<std::uint32_t>(duration), samples[each].isSync});
         }
-        fragmentTracks_.push_back({isobmff::trackID(index), samples.front().time,
+        if (state.fragment.empty()) continue;
+        fragmentTracks_.push_back({isobmff::trackID(index), samples[from].time,
                                    description.sampleDuration != 0, state.fragment});
         fragmentStates_.push_back(index);
     }
@@ -285,10 +308,15 @@ void MovieFile::writeFragment(MediaTime now) {
     constexpr std::size_t boxHeaderSize = 8;
     const std::span<const std::byte> header = fragmentHeader_.data();
     parts[0] = header.subspan(boxHeaderSize);
-    auto size = std::ssize(fragmentHeader_.data());
+    std::int64_t size = 0;
     for (std::size_t each = 0; each < fragmentStates_.size(); ++each) {
-        parts[each + 1] = writing_[fragmentStates_[each]].data;
-        size += std::ssize(parts[each + 1]);
+        auto& pending = writing_[fragmentStates_[each]];
+        std::size_t bytes = 0;
+        for (const auto& sample : states_[fragmentStates_[each]].fragment)
+            bytes += sample.size;
+        parts[each + 1] = std::span(pending.data).subspan(pending.writtenBytes, bytes);
+        pending.writtenBytes += bytes;
+        size += static_cast<std::int64_t>(bytes);
     }
     storage_->writeAt(layout_.end + boxHeaderSize,
                       std::span(parts).first(fragmentStates_.size() + 1));
@@ -300,25 +328,26 @@ void MovieFile::writeFragment(MediaTime now) {
         auto& pending = writing_[fragmentStates_[each]];
         const auto& place = fragmentPlaces_[each];
         const auto& description = tracks_[fragmentStates_[each]];
+        const auto& first = pending.samples[pending.writtenSamples];
         if (state.table.empty())
-            state.start = rescale(pending.samples.front().time, description.timescale,
-                                  isobmff::movieTimescale);
+            state.start = rescale(first.time, description.timescale, isobmff::movieTimescale);
         state.table.addChunk(layout_.end + static_cast<std::int64_t>(place.data));
         for (const auto& sample : state.fragment)
             state.table.addSample(sample.size, sample.duration, sample.isSync);
-        state.lastTime = pending.samples.back().time;
+        pending.writtenSamples += state.fragment.size();
+        state.lastTime = pending.samples[pending.writtenSamples - 1].time;
         if (description.sampleDuration == 0)
             state.lastDurationPosition =
                 layout_.end + static_cast<std::int64_t>(place.lastDurationPosition);
-        pending.data.clear();
-        pending.samples.clear();
     }
-    layout_.end += size;
+    layout_.end += std::ssize(fragmentHeader_.data()) + size;
+    return size;
 }
 
 void MovieFile::finish(FinishEffort effort) {
     finishMovie(
-        *storage_, layout_, [this](std::int64_t shift) { return makeIndex(shift); }, effort);
+        *storage_, layout_, [this](std::int64_t shift) { return makeIndex(shift); }, effort,
+        clock_);
 }
 
 isobmff::Bytes MovieFile::makeIndex(std::int64_t shift) const {

@@ -1,6 +1,7 @@
 // Writes encoded samples to the movie on disk, from a thread of its own, so that a slow disk never
-// holds up an encoder: about every half second what has come since becomes one fragment, which is
-// flushed to the disk. The file is a playable movie from the first fragment on.
+// holds up an encoder: about every half second what has come since becomes a fragment, which is
+// flushed to the disk; after a stall, one for each second of it. The file is a playable movie from
+// the first fragment on.
 // The picture's track: the last picture lasts until the next one. While none comes, its duration
 // on disk is brought up to date every second, so that a movie whose process is killed in front of a
 // still screen is as long as the recording was.
@@ -89,6 +90,9 @@ class MovieFile {
     struct PendingTrack {
         std::vector<std::byte> data;
         std::vector<PendingSample> samples;
+        // Of these, what the fragments so far hold.
+        std::size_t writtenBytes = 0;
+        std::size_t writtenSamples = 0;
     };
     using Pending = std::vector<PendingTrack>;
 
@@ -107,9 +111,10 @@ class MovieFile {
     bool allEnded() const QUORVANE_REQUIRES(mutex_);
     // Returns when the tracks have ended or the movie ends for another reason.
     void writeFragments();
-    // These two write without flushing; the first answers whether it wrote anything.
+    // These two write without flushing at last. The first answers whether it wrote anything, the
+    // second, how many bytes of samples; 0 when nothing is left to write.
     bool updateLastPicture(support::MediaTime now);
-    void writeFragment(support::MediaTime now);
+    std::int64_t writeFragment(support::MediaTime now);
     void setLastDuration(TrackState& state, std::int64_t duration);
     std::int64_t ticksAt(support::MediaTime time, std::uint32_t timescale) const;
     void setEnds(const std::vector<std::optional<std::int64_t>>& ends);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <optional>
 #include <random>
 #include <vector>
@@ -14,6 +15,8 @@ namespace {
 using isobmff::boxHeader;
 using isobmff::Bytes;
 using isobmff::largeBoxHeader;
+using support::MediaTime;
+using namespace std::chrono_literals;
 
 constexpr std::int64_t boxHeaderSize = 8;
 constexpr std::int64_t mediaHeaderSize = 16;
@@ -21,9 +24,13 @@ constexpr std::int64_t mediaHeaderSize = 16;
 // Padding beyond this part of the file, and beyond this size, is worth some work.
 constexpr std::int64_t worthwhilePart = 50;
 constexpr std::int64_t worthwhilePadding = 64 << 10;
-// The largest movie that is written anew: a disk that takes 60 MB/s then needs 70 s, and whoever
-// waits for the movie gives up after 90.
-constexpr std::int64_t largestRewrite = std::int64_t{4} << 30;
+// How long a movie may be written anew. Whoever waits for it gives up 90 s after the stop; and when
+// only padding is to be saved, nobody should wait long.
+constexpr auto patienceForTheIndex = 40s;
+constexpr auto patienceForPadding = 5s;
+// The first piece of a copy. They grow while a piece takes less than this.
+constexpr std::int64_t smallestPiece = 1 << 20;
+constexpr auto shortTime = 200ms;
 
 std::int64_t roundUp(std::int64_t value, std::int64_t unit) {
     return (value + unit - 1) / unit * unit;
@@ -45,11 +52,13 @@ std::int64_t roomFor(const Bytes& index) {
 
 class Finish {
   public:
-    Finish(MovieStorage& file, MovieLayout layout, const MakeIndex& makeIndex)
+    Finish(MovieStorage& file, MovieLayout layout, const MakeIndex& makeIndex,
+           const support::Clock& clock)
         : file_(file),
           layout_(layout),
           recordedMediaBegin_(layout.mediaBegin),
-          makeIndex_(makeIndex) {}
+          makeIndex_(makeIndex),
+          clock_(clock) {}
 
     void inPlace() {
         const auto index = makeIndex_(shift());
@@ -62,13 +71,13 @@ class Finish {
         while (!fits(index, room()) && growReserve(roomFor(index) - room()))
             index = makeIndex_(shift());
         if (!fits(index, room())) {
-            if (!tryRewrite()) appendIndex(index);
+            if (!tryRewrite(patienceForTheIndex)) appendIndex(index);
             return;
         }
         if (isWasteful(index) && shrinkReserve(room() - roomFor(index)))
             index = makeIndex_(shift());
         turnIntoIndex(index);
-        if (isWasteful(index)) (void)tryRewrite();
+        if (isWasteful(index)) (void)tryRewrite(patienceForPadding);
     }
 
   private:
@@ -147,17 +156,16 @@ class Finish {
         file_.flush();
     }
 
-    bool tryRewrite() noexcept {
+    bool tryRewrite(std::chrono::seconds patience) noexcept {
         try {
-            if (layout_.end > largestRewrite) return false;
-            rewrite();
+            rewrite(clock_.hostTime() + patience);
             return true;
         } catch (const std::exception&) {
             return false;  // the file itself is as whole as it was
         }
     }
 
-    void rewrite() {
+    void rewrite(MediaTime deadline) {
         auto beside = createBeside();
         try {
             // The media keeps its place within a block, so that file systems that can share blocks
@@ -170,8 +178,7 @@ class Finish {
             const auto index = makeIndex_(layout.mediaBegin - recordedMediaBegin_);
             if (!fits(index, layout.mediaBegin - layout.reserveBegin)) return rewriteFailed();
             beside.copyRange(file_, 0, 0, layout.reserveBegin);
-            beside.copyRange(file_, layout_.mediaBegin, layout.mediaBegin,
-                             layout.end - layout.mediaBegin);
+            copyMedia(beside, layout, deadline);
             writeBehindIndexHeader(beside, layout, index);
             beside.writeAt(layout.reserveBegin,
                            std::span(index).first(static_cast<std::size_t>(boxHeaderSize)));
@@ -180,6 +187,22 @@ class Finish {
         } catch (...) {
             beside.unlink();
             throw;
+        }
+    }
+
+    // To the disk, piece by piece, so that a slow one is noticed in time.
+    void copyMedia(MovieStorage& beside, const MovieLayout& layout, MediaTime deadline) const {
+        const auto size = layout.end - layout.mediaBegin;
+        auto piece = smallestPiece;
+        for (std::int64_t done = 0; done < size;) {
+            const auto begin = clock_.hostTime();
+            const auto length = std::min(piece, size - done);
+            beside.copyRange(file_, layout_.mediaBegin + done, layout.mediaBegin + done, length);
+            beside.flush();
+            done += length;
+            const auto end = clock_.hostTime();
+            if (end > deadline) throw posixError(ETIMEDOUT, "Could not copy " + file_.path());
+            if (end - begin < shortTime) piece *= 2;
         }
     }
 
@@ -224,6 +247,7 @@ class Finish {
     MovieLayout layout_;
     const std::int64_t recordedMediaBegin_;
     const MakeIndex& makeIndex_;
+    const support::Clock& clock_;
 };
 
 }  // namespace
@@ -237,8 +261,8 @@ void writeMovieFront(MovieStorage& file, const MovieLayout& layout,
 }
 
 void finishMovie(MovieStorage& file, MovieLayout layout, const MakeIndex& makeIndex,
-                 FinishEffort effort) {
-    Finish finish(file, layout, makeIndex);
+                 FinishEffort effort, const support::Clock& clock) {
+    Finish finish(file, layout, makeIndex, clock);
     if (effort == FinishEffort::inPlace) {
         finish.inPlace();
     } else {

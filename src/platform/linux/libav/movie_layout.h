@@ -11,7 +11,8 @@
 // index before: where the file system can put blocks into a file or take them out (ext4, XFS), by
 // that, and again so that the file is whole between any two steps. Where it cannot, a file with
 // much padding, or one whose reserve is too small, is written anew beside the old one and takes its
-// place. Units: bytes. Threads: one at a time; blocks for the disk. Errors: PlatformError.
+// place, if the disk is quick enough: else the padding stays, or the index comes behind. Units:
+// bytes. Threads: one at a time; blocks for the disk. Errors: PlatformError.
 #pragma once
 
 #include <cstdint>
@@ -19,6 +20,7 @@
 
 #include "isobmff/box_writer.h"
 #include "platform/linux/libav/movie_storage.h"
+#include "support/dispatch.h"
 
 namespace quorvane::platform::libav {
 
@@ -39,8 +41,9 @@ enum class FinishEffort {
 // Writes ftyp and the free box. The reserve has been allocated.
 void writeMovieFront(MovieStorage& file, const MovieLayout& layout, const isobmff::Bytes& fileType);
 
-// Where it fails, the file still is the fragmented movie that it was.
+// Where it fails, the file still is the fragmented movie that it was. The clock bounds how long a
+// movie is written anew.
 void finishMovie(MovieStorage& file, MovieLayout layout, const MakeIndex& makeIndex,
-                 FinishEffort effort);
+                 FinishEffort effort, const support::Clock& clock);
 
 }  // namespace quorvane::platform::libav
