@@ -1,6 +1,8 @@
 // Applications recorded by the source: their windows alone, over black.
+#include <chrono>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -15,6 +17,8 @@
 
 namespace quorvane::platform::x11 {
 namespace {
+
+using namespace std::chrono_literals;
 
 CapturedContent ownWindowsOn(const Display& display) {
     return ApplicationContent{display, {RunningApplication{getpid(), "test", ""}}, {}};
@@ -81,6 +85,26 @@ TEST_F(ApplicationSource, FollowsWindowsThatComeMoveAndGo) {
     client.closeWindow(first);
     EXPECT_TRUE(comesToShow(log, 10, 10, black));
     EXPECT_EQ(log.endings(), 0u);
+}
+
+TEST_F(ApplicationSource, ShowsNothingOfOthersInAWindowThatDrawsNothing) {
+    const OtherProgram below(server, {0, 0, 640, 480}, blue);
+    const std::uint32_t bare = client.makeBareWindow({50, 40, 200, 100});
+    const std::uint32_t other = client.openWindow({400, 300, 100, 100}, red);
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    std::this_thread::sleep_for(100ms);
+    client.mapWindow(bare);
+    const auto end = std::chrono::steady_clock::now() + 1200ms;
+    for (std::uint32_t i = 1; std::chrono::steady_clock::now() < end; ++i) {
+        client.fillWindow(other, {0, 0, 10, 10}, i * 0x030507);
+        std::this_thread::sleep_for(15ms);
+    }
+    EXPECT_TRUE(isColour(log.last().at(150, 90), black));
+    client.fillWindow(bare, {0, 0, 200, 100}, green);
+    EXPECT_TRUE(comesToShow(log, 150, 90, green));
+    for (std::size_t i = 0; i < log.count(); ++i)
+        ASSERT_FALSE(isColour(log.frame(i).at(150, 90), blue)) << i;
 }
 
 TEST_F(ApplicationSource, KnowsItsWindowsInAManagersFrames) {

@@ -1,4 +1,5 @@
 // Displays recorded by the source without some windows.
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -234,6 +235,186 @@ TEST_F(ExcludingSource, AManagerThatNoLongerCompositesLeavesOpaqueWindows) {
     EXPECT_TRUE(isColour(recording.log.last().at(300, 120), blue));
     client.claimToComposite();
     EXPECT_TRUE(comesToShow(recording.log, 170, 170, 0x8080FF));
+}
+
+TEST_F(ExcludingSource, ShowsNothingOfWhatIsLeftOutInAWindowThatItCovered) {
+    const std::uint32_t bare = client.openBareWindow({50, 150, 200, 100});
+    client.fillWindow(bare, {0, 0, 200, 100}, green);
+    const std::uint32_t left = client.openWindow({100, 100, 200, 200}, red);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(70, 200), green));
+    client.moveWindow(left, 350, 100);
+    client.fill({0, 0, 10, 10}, white);
+    EXPECT_TRUE(comesToShow(recording.log, 5, 5, white));
+    recording.log.waitForQuiet();
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        ASSERT_FALSE(isColour(recording.log.frame(i).at(200, 200), red)) << i;
+    client.fillWindow(bare, {0, 0, 200, 100}, blue);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, blue));
+}
+
+// A window without a background begins with what the screen showed where it is mapped.
+struct BareWindows : ExcludingSource {
+    BareWindows() {
+        recording.start();
+        EXPECT_TRUE(recording.log.waitForCount(1));
+    }
+
+    // Long enough for whatever waits for a painting to give up.
+    void drawForAWhile() {
+        const auto end = std::chrono::steady_clock::now() + 1200ms;
+        for (std::uint32_t i = 1; std::chrono::steady_clock::now() < end; ++i) {
+            client.fill({0, 0, 10, 10}, i * 0x030507);
+            std::this_thread::sleep_for(15ms);
+        }
+        recording.log.waitForQuiet();
+    }
+    void expectNoRed() {
+        for (std::size_t i = 0; i < recording.log.count(); ++i) {
+            const Frame frame = recording.log.frame(i);
+            for (int y = 102; y < 300; y += 4) {
+                for (int x = 102; x < 300; x += 4)
+                    ASSERT_FALSE(isColour(frame.at(x, y), red)) << i << ": " << x << ", " << y;
+            }
+        }
+    }
+    // Whoever watches windows has seen what has happened up to now.
+    static void letItBeSeen() { std::this_thread::sleep_for(100ms); }
+
+    const std::uint32_t left = client.openWindow({100, 100, 200, 200}, red);
+    Recording recording{server, without({left}), whole()};
+};
+
+TEST_F(BareWindows, ThatOpenOverWhatIsLeftOutShowNothingOfItWhenTheyDrawNothing) {
+    const std::uint32_t bare = client.makeBareWindow({150, 150, 100, 100});
+    letItBeSeen();
+    client.mapWindow(bare);
+    drawForAWhile();
+    client.fillWindow(bare, {0, 0, 50, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 170, 200, green));
+    drawForAWhile();
+    EXPECT_TRUE(isColour(recording.log.last().at(230, 200), brown));
+    client.fillWindow(bare, {50, 0, 50, 100}, blue);
+    EXPECT_TRUE(comesToShow(recording.log, 230, 200, blue));
+    expectNoRed();
+}
+
+TEST_F(BareWindows, ThatOpenWithinAMomentShowNothingOfWhatIsLeftOut) {
+    for (int i = 0; i < 20; ++i) {
+        const std::uint32_t bare = client.openBareWindow({150, 150, 100, 100});
+        client.fill({0, 0, 10, 10}, static_cast<std::uint32_t>(i) * 0x030507);
+        std::this_thread::sleep_for(std::chrono::milliseconds(i * 3));
+        client.fillWindow(bare, {0, 0, 100, 100}, i % 2 == 0 ? green : blue);
+        EXPECT_TRUE(comesToShow(recording.log, 200, 200, i % 2 == 0 ? green : blue));
+        client.closeWindow(bare);
+    }
+    expectNoRed();
+}
+
+TEST_F(BareWindows, ThatComeBackShowNothingOfWhatIsLeftOut) {
+    const std::uint32_t bare = client.openBareWindow({150, 150, 100, 100});
+    client.fillWindow(bare, {0, 0, 100, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, green));
+    client.unmapWindow(bare);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, brown));
+    client.mapWindow(bare);
+    drawForAWhile();
+    EXPECT_TRUE(isColour(recording.log.last().at(200, 200), brown));
+    client.fillWindow(bare, {0, 0, 100, 100}, blue);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, blue));
+    expectNoRed();
+}
+
+TEST_F(BareWindows, ThatAreMovedOrUncoveredBeforeTheyDrawShowNothingOfWhatIsLeftOut) {
+    const std::uint32_t cover = client.openWindow({300, 0, 300, 480}, white);
+    const std::uint32_t bare = client.makeBareWindow({150, 150, 100, 100});
+    const std::uint32_t beneath = client.makeBareWindow({110, 110, 100, 30});
+    client.lowerWindow(beneath);
+    letItBeSeen();
+    client.mapWindow(bare);
+    client.mapWindow(beneath);
+    client.lowerWindow(beneath);
+    letItBeSeen();
+    client.moveWindow(cover, 120, 0);  // covers it
+    client.raiseWindow(cover);
+    letItBeSeen();
+    client.moveWindow(cover, 400, 0);
+    client.moveWindow(left, 320, 300);  // uncovers the one beneath
+    letItBeSeen();
+    client.moveWindow(bare, 160, 160);
+    drawForAWhile();
+    expectNoRed();
+    client.fillWindow(bare, {0, 0, 100, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, green));
+    client.fillWindow(beneath, {0, 0, 100, 30}, blue);
+    EXPECT_TRUE(comesToShow(recording.log, 120, 120, blue));
+}
+
+TEST_F(BareWindows, ThatGrowShowNothingOfWhatIsLeftOut) {
+    const std::uint32_t bare = client.openBareWindow({20, 150, 70, 100});
+    client.fillWindow(bare, {0, 0, 70, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 50, 200, green));
+    for (int i = 0; i < 10; ++i) {
+        client.resizeWindow(bare, 230, 100);
+        std::this_thread::sleep_for(std::chrono::milliseconds(i * 10));
+        client.fillWindow(bare, {0, 0, 230, 100}, i % 2 == 0 ? blue : white);
+        EXPECT_TRUE(comesToShow(recording.log, 200, 200, i % 2 == 0 ? blue : white));
+        EXPECT_TRUE(comesToShow(recording.log, 50, 200, i % 2 == 0 ? blue : white));
+        client.resizeWindow(bare, 70, 100);
+        client.fillWindow(bare, {0, 0, 70, 100}, green);
+        EXPECT_TRUE(comesToShow(recording.log, 50, 200, green));
+        EXPECT_TRUE(comesToShow(recording.log, 200, 200, brown));
+    }
+    expectNoRed();
+}
+
+// With a background, which the server paints at once, a window is shown as it comes, although
+// nothing more is ever drawn.
+TEST_F(BareWindows, AreNotWhatTheServerPaints) {
+    const std::uint32_t window = client.makeWindow({150, 150, 100, 100}, blue, 0);
+    letItBeSeen();
+    // Whatever else this machine does, one of them is not late.
+    std::chrono::nanoseconds soonest = 1h;
+    for (int i = 0; i < 5; ++i) {
+        const support::MediaTime mapping = monotonicClock.hostTime();
+        client.mapWindow(window);
+        ASSERT_TRUE(comesToShow(recording.log, 200, 200, blue));
+        soonest = std::min<std::chrono::nanoseconds>(soonest, recording.log.last().time - mapping);
+        client.unmapWindow(window);
+        ASSERT_TRUE(comesToShow(recording.log, 200, 200, brown));
+    }
+    EXPECT_LT(soonest, 900ms);  // a doubtful window waits for longer
+}
+
+TEST_F(BareWindows, ThatWereTheFrameOfWhatIsLeftOutShowNothingOfIt) {
+    XClient manager(server.displayName());
+    const std::uint32_t frame = manager.makeBareWindow({100, 100, 200, 200});
+    manager.reparentWindow(left, frame, 0, 0);
+    manager.mapWindow(frame);
+    letItBeSeen();
+    manager.reparentWindow(left, 0, 320, 100);
+    letItBeSeen();
+    manager.fillWindow(frame, {0, 0, 200, 200}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, green));
+    expectNoRed();
+}
+
+TEST_F(BareWindows, InFramesShowNothingOfWhatIsLeftOut) {
+    XClient manager(server.displayName());
+    const std::uint32_t bare = client.makeBareWindow({150, 150, 100, 100});
+    const std::uint32_t frame = manager.makeWindow({140, 130, 120, 130}, blue, 0);
+    manager.reparentWindow(bare, frame, 10, 20);
+    letItBeSeen();
+    manager.mapWindow(bare);
+    manager.mapWindow(frame);
+    EXPECT_TRUE(comesToShow(recording.log, 145, 140, blue));
+    drawForAWhile();
+    EXPECT_TRUE(isColour(recording.log.last().at(200, 200), brown));
+    client.fillWindow(bare, {0, 0, 100, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, green));
+    expectNoRed();
 }
 
 TEST_F(ExcludingSource, IsCroppedAndScaledLikeThePlainScreen) {

@@ -91,6 +91,12 @@ void XClient::replaceWindow(std::uint32_t window, const PixelRect& rect, std::ui
 }
 
 std::uint32_t XClient::openBareWindow(const PixelRect& rect, bool withAlpha) {
+    const std::uint32_t window = makeBareWindow(rect, withAlpha);
+    mapWindow(window);
+    return window;
+}
+
+std::uint32_t XClient::makeBareWindow(const PixelRect& rect, bool withAlpha) {
     xcb_connection_t* xcb = connection_.xcb();
     const xcb_screen_t& screen = connection_.screen();
     std::uint32_t visual = screen.root_visual;
@@ -108,7 +114,6 @@ std::uint32_t XClient::openBareWindow(const PixelRect& rect, bool withAlpha) {
         at.height, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
         XCB_CW_BACK_PIXMAP | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_COLORMAP,
         values);
-    xcb_map_window(xcb, window);
     sync();
     return window;
 }

@@ -27,6 +27,8 @@ class XClient {
     // One whose pixels are drawn by this client alone, and only once: its server knows no
     // background for it. With an alpha its visual has 32 bits.
     std::uint32_t openBareWindow(const PixelRect& rect, bool withAlpha = false);
+    // It is not mapped yet.
+    std::uint32_t makeBareWindow(const PixelRect& rect, bool withAlpha = false);
     // In another window, relative to it; 0 is the root. It is not mapped yet.
     std::uint32_t makeWindow(const PixelRect& rect, std::uint32_t pixel, std::uint32_t parent,
                              int border = 0);

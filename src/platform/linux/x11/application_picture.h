@@ -24,6 +24,7 @@ class ApplicationPicture final : public PictureContent {
 
     const PictureSource& source() const override { return source_; }
     bool handle(const Event& event) override;
+    bool handlesEventsAtOnce() const override { return true; }
     bool check() override { return watch_.check(); }
     bool noticed() const override { return composed_ && composed_->noticed(); }
     std::optional<support::MediaTime> nextQuestion() const override;

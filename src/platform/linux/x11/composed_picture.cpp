@@ -22,6 +22,10 @@ using namespace std::chrono_literals;
 // How long programs may take to paint their windows again before the picture is shown as it is.
 constexpr std::chrono::nanoseconds paintingPatience = 400ms;
 
+// How long a window that may have been painted unnoticed is taken for unpainted, where that
+// matters.
+constexpr std::chrono::nanoseconds doubtPatience = 1s;
+
 constexpr xcb_render_color_t black{0, 0, 0, 0xFFFF};
 
 const Connection& ready(const Connection& connection) {
@@ -46,6 +50,7 @@ ComposedPicture::ComposedPicture(const Connection& connection, const PixelRect& 
       formats_(connection),
       manager_(connection),
       stack_(connection),
+      watches_(connection),
       backdrop_(connection, formats_),
       rootDamage_(xcb_generate_id(connection.xcb())),
       pixmap_(xcb_generate_id(connection.xcb())),
@@ -54,6 +59,8 @@ ComposedPicture::ComposedPicture(const Connection& connection, const PixelRect& 
       dirty_(connection),
       background_(connection),
       free_(connection),
+      secret_(connection),
+      secretNow_(connection),
       cover_(connection),
       part_(connection) {
     xcb_connection_t* xcb = connection.xcb();
@@ -83,16 +90,17 @@ void ComposedPicture::redirect() {
     stack_.update();
     xcb_connection_t* xcb = connection_.xcb();
     struct Probe {
-        std::uint32_t window;
+        const TopLevel* state;
         std::uint32_t pixmap;
         xcb_void_cookie_t cookie;
     };
+    watches_.update(stack_.bottomToTop(), {}, clock_.hostTime());
     std::vector<Probe> probes;
     for (const TopLevel& state : stack_.bottomToTop()) {
         if (!isShown(state)) continue;
         const std::uint32_t pixmap = xcb_generate_id(xcb);
-        probes.push_back({state.window, pixmap,
-                          xcb_composite_name_window_pixmap_checked(xcb, state.window, pixmap)});
+        probes.push_back(
+            {&state, pixmap, xcb_composite_name_window_pixmap_checked(xcb, state.window, pixmap)});
     }
     std::vector<bool> fresh;
     for (const Probe& probe : probes) {
@@ -103,10 +111,11 @@ void ComposedPicture::redirect() {
     // Nothing may cover a window between the two.
     xcb_grab_server(xcb);
     for (std::size_t i = 0; i < probes.size(); ++i) {
-        windows_.push_back(
-            std::make_unique<ComposedWindow>(connection_, probes[i].window, fresh[i]));
+        const TopLevel& state = *probes[i].state;
+        windows_.push_back(std::make_unique<ComposedWindow>(connection_, state));
         if (!fresh[i]) continue;
-        windows_.back()->awaitPainting();
+        windows_.back()->awaitPainting(std::make_unique<PaintingWatch>(connection_, state.window),
+                                       std::nullopt);
         waitsUntil_ = clock_.hostTime() + paintingPatience;
     }
     const auto redirection = xcb_composite_redirect_subwindows_checked(
@@ -140,12 +149,14 @@ bool ComposedPicture::handle(const Event& event) {
             return true;
         }
         for (const auto& window : windows_) {
-            if (window->damage() != damage) continue;
-            window->noticed = true;
-            return true;
+            if (window->damage() == damage) {
+                window->noticed = true;
+                return true;
+            }
+            if (window->watch() != nullptr && window->watch()->handle(event)) return true;
         }
-        return false;
     }
+    if (watches_.handle(event)) return true;
     if (manager_.handle(event)) {
         managerChanged_ = true;
         return true;
@@ -159,8 +170,51 @@ bool ComposedPicture::noticed() const {
     return firstLook_ || stack_.noticed() || exclusionChanged_ || managerChanged_ ||
            backdropRefreshed_ || (showsAll() && backdrop_.noticed()) ||
            (showsRoot() && rootNoticed_) ||
-           std::any_of(windows_.begin(), windows_.end(),
-                       [](const auto& window) { return window->noticed; });
+           std::any_of(windows_.begin(), windows_.end(), [](const auto& window) {
+               return window->noticed || (window->watch() != nullptr && window->watch()->noticed());
+           });
+}
+
+std::optional<support::MediaTime> ComposedPicture::nextQuestion() const {
+    auto next = waitsUntil_;
+    for (const auto& window : windows_) {
+        if (const auto until = window->awaitsUntil(); until && (!next || *until < *next)) {
+            next = until;
+        }
+    }
+    return next;
+}
+
+void ComposedPicture::awaitPainting(ComposedWindow& window) {
+    auto watch = watches_.take(window.state());
+    if (!watch) return;
+    assignInside(part_, window, secret_);
+    std::optional<support::MediaTime> until;
+    if (watch->sawTheBeginning()) {
+        watch->expect(part_, false);
+    } else {
+        watch->expectAnew(part_);
+        until = clock_.hostTime() + doubtPatience;
+    }
+    window.awaitPainting(std::move(watch), until);
+}
+
+// It may have been painted before that is noticed.
+void ComposedPicture::awaitRepainting(ComposedWindow& window) {
+    if (window.watch() == nullptr) {
+        window.awaitPainting(std::make_unique<PaintingWatch>(connection_, window.window()), {});
+    }
+    assignInside(part_, window, secret_);
+    window.watch()->expectAnew(part_);
+    window.awaitPaintingUntil(clock_.hostTime() + doubtPatience);
+}
+
+void ComposedPicture::assignInside(ServerRegion& region, const ComposedWindow& window,
+                                   const ServerRegion& within) const {
+    window.assignInsideTo(region);
+    window.moveToArea(region, area_);
+    region.intersect(within);
+    window.moveFromArea(region, area_);
 }
 
 bool ComposedPicture::isShown(const TopLevel& window) const {
@@ -184,15 +238,27 @@ std::vector<bool> ComposedPicture::takeWindows() {
     for (const TopLevel& state : stack_.bottomToTop()) {
         if (!isShown(state)) continue;
         const auto known = std::find_if(old.begin(), old.end(), [&](const auto& window) {
-            return window && window->window() == state.window && window->state().life == state.life;
+            return window && window->window() == state.window &&
+                   window->state().life == state.life && window->state().mappings == state.mappings;
         });
-        if (known == old.end()) {
-            windows_.push_back(std::make_unique<ComposedWindow>(connection_, state.window, false));
+        const bool isNew = known == old.end();
+        if (isNew) {
+            windows_.push_back(std::make_unique<ComposedWindow>(connection_, state));
         } else {
             windows_.push_back(std::move(*known));
             stayed.push_back(state.window);
         }
-        changed.push_back(windows_.back()->update(state, formats_, manager_.runs(), anew));
+        ComposedWindow& window = *windows_.back();
+        changed.push_back(window.update(state, formats_, manager_.runs(), anew));
+        if (isNew) {
+            awaitPainting(window);
+        } else if (firstLook_ && window.watch() != nullptr) {
+            cover_.assign(PixelRect{0, 0, area_.width, area_.height});
+            assignInside(part_, window, cover_);
+            window.watch()->expect(part_, true);
+        } else if (window.wasResized()) {
+            awaitRepainting(window);
+        }
     }
     for (const auto& gone : old) {
         if (gone) dirty_.add(gone->visible);
@@ -211,6 +277,58 @@ std::vector<bool> ComposedPicture::takeWindows() {
     return changed;
 }
 
+void ComposedPicture::findSecret() {
+    if (!showsAll()) {
+        secret_.assign(PixelRect{0, 0, area_.width, area_.height});
+        return;
+    }
+    secret_.assign(secretNow_);
+    secretNow_.clear();
+    for (const TopLevel& state : stack_.bottomToTop()) {
+        if (!state.mapped) continue;
+        if (std::find(excluded_.begin(), excluded_.end(), state.window) == excluded_.end()) {
+            continue;
+        }
+        assignShapeTo(part_, state);
+        secretNow_.add(part_);
+    }
+    secret_.add(secretNow_);
+}
+
+void ComposedPicture::assignShapeTo(ServerRegion& region, const TopLevel& state) const {
+    region.assignShapeOf(state.window);
+    region.moveBy(state.outer.x + state.border - area_.x, state.outer.y + state.border - area_.y);
+}
+
+// Of the windows that are still to be painted, what the screen shows.
+void ComposedPicture::followVisible() {
+    const auto waits = [](const auto& window) { return window->watch() != nullptr; };
+    // One that redirects by hand is told of what is painted alone.
+    if (manager_.runs() || std::none_of(windows_.begin(), windows_.end(), waits)) return;
+    ServerRegion above(connection_);
+    ServerRegion visible(connection_);
+    const xcb_screen_t& screen = connection_.screen();
+    const PixelRect root{-area_.x, -area_.y, screen.width_in_pixels, screen.height_in_pixels};
+    const auto stack = stack_.bottomToTop();
+    auto window = windows_.rbegin();
+    for (auto state = stack.rbegin(); state != stack.rend(); ++state) {
+        // The helper is redirected by hand and covers nothing.
+        if (!state->mapped || !state->hasPixels || state->window == backdrop_.helper()) continue;
+        assignShapeTo(part_, *state);
+        if (window != windows_.rend() && (*window)->window() == state->window) {
+            if (PaintingWatch* watch = (*window)->watch()) {
+                visible.assign(root);
+                visible.intersect(part_);
+                visible.subtract(above);
+                (*window)->moveFromArea(visible, area_);
+                watch->follow(visible);
+            }
+            ++window;
+        }
+        above.add(part_);
+    }
+}
+
 // What differs from before becomes dirty: all of a window that has changed itself, and what comes
 // to be seen of the others and of the background.
 void ComposedPicture::restack() {
@@ -220,7 +338,10 @@ void ComposedPicture::restack() {
         dirty_.add(background_);
     }
     exclusionChanged_ = false;
+    findSecret();
     const std::vector<bool> changed = takeWindows();
+    watches_.update(stack_.bottomToTop(), excluded_, clock_.hostTime());
+    followVisible();
     const PixelRect whole{0, 0, area_.width, area_.height};
     cover_.clear();
     free_.assign(whole);
@@ -243,17 +364,7 @@ void ComposedPicture::restack() {
         }
     }
     if (showsRoot()) {
-        for (const std::uint32_t window : excluded_) {
-            const auto windows = stack_.bottomToTop();
-            const auto found = std::find_if(
-                windows.begin(), windows.end(),
-                [&](const TopLevel& each) { return each.window == window && each.mapped; });
-            if (found == windows.end()) continue;
-            part_.assignShapeOf(window);
-            part_.moveBy(found->outer.x + found->border - area_.x,
-                         found->outer.y + found->border - area_.y);
-            free_.subtract(part_);
-        }
+        free_.subtract(secretNow_);
     } else {
         free_.clear();
     }
@@ -263,6 +374,28 @@ void ComposedPicture::restack() {
     cover_.assign(background_);
     cover_.subtract(part_);
     dirty_.add(cover_);
+}
+
+void ComposedPicture::endPatience() {
+    const support::MediaTime now = clock_.hostTime();
+    for (const auto& window : windows_) {
+        if (!window->awaitsUntil() || now < *window->awaitsUntil()) continue;
+        part_.assign(window->watch()->unpainted());
+        window->moveToArea(part_, area_);
+        part_.intersect(window->visible);
+        dirty_.add(part_);
+        window->endAwaiting();
+    }
+}
+
+void ComposedPicture::takePaintings() {
+    for (const auto& window : windows_) {
+        if (window->watch() == nullptr || !window->watch()->noticed()) continue;
+        window->watch()->update(part_);
+        window->moveToArea(part_, area_);
+        part_.intersect(window->visible);
+        dirty_.add(part_);
+    }
 }
 
 void ComposedPicture::takeDamage() {
@@ -305,8 +438,9 @@ void ComposedPicture::paint() {
     for (const auto& window : windows_) {
         part_.assign(window->visible);
         part_.intersect(dirty_);
-        if (window->isUnpainted()) {
-            window->assignUnpaintedTo(cover_, area_);
+        if (const PaintingWatch* watch = window->watch()) {
+            cover_.assign(watch->unpainted());
+            window->moveToArea(cover_, area_);
             part_.subtract(cover_);
         }
         xcb_xfixes_set_picture_clip_region(xcb, picture_, part_.id(), 0, 0);
@@ -319,6 +453,8 @@ void ComposedPicture::request() {
         (showsAll() && backdrop_.noticed())) {
         restack();
     }
+    endPatience();
+    takePaintings();
     if (std::exchange(backdropRefreshed_, false)) dirty_.add(background_);
     takeDamage();
     firstLook_ = false;
@@ -331,8 +467,8 @@ void ComposedPicture::request() {
 void ComposedPicture::requestUnpainted() {
     unpaintedRequests_.clear();
     for (const auto& window : windows_) {
-        if (!window->isUnpainted()) continue;
-        unpaintedRequests_.push_back({window.get(), window->unpaintedRegion().requestRects()});
+        if (window->watch() == nullptr) continue;
+        unpaintedRequests_.push_back({window.get(), window->watch()->unpainted().requestRects()});
     }
 }
 
@@ -357,7 +493,7 @@ void ComposedPicture::receiveUnpainted() {
         bool painted = true;
         const auto note = [&](const PixelRect&) { painted = false; };
         RectVisitorOf noting(note);
-        window->unpaintedRegion().receiveRects(request, noting);
+        window->watch()->unpainted().receiveRects(request, noting);
         if (painted) window->endAwaiting();
         allPainted = allPainted && painted;
     }

@@ -17,6 +17,7 @@
 #include "platform/linux/x11/compositing_manager.h"
 #include "platform/linux/x11/connection.h"
 #include "platform/linux/x11/event.h"
+#include "platform/linux/x11/mapping_watches.h"
 #include "platform/linux/x11/rect_visitor.h"
 #include "platform/linux/x11/render_formats.h"
 #include "platform/linux/x11/server_region.h"
@@ -49,7 +50,7 @@ class ComposedPicture {
 
     bool handle(const Event& event);
     bool noticed() const;
-    std::optional<support::MediaTime> nextQuestion() const { return waitsUntil_; }
+    std::optional<support::MediaTime> nextQuestion() const;
     // Brings the picture up to date.
     void request();
     // Waits until it is, and gives what has changed.
@@ -63,7 +64,19 @@ class ComposedPicture {
     bool showsRoot() const { return showsAll() && !manager_.runs(); }
     bool isShown(const TopLevel& window) const;
     void redirect();
+    // Its pixmap is new, and shows what the screen showed until it is painted.
+    void awaitPainting(ComposedWindow& window);
+    void awaitRepainting(ComposedWindow& window);
+    // What of the window is inside of its border, and within, relative to that.
+    void assignInside(ServerRegion& region, const ComposedWindow& window,
+                      const ServerRegion& within) const;
+    void followVisible();
+    void endPatience();
+    void takePaintings();
     void restack();
+    void findSecret();
+    // Relative to the area.
+    void assignShapeTo(ServerRegion& region, const TopLevel& state) const;
     // Takes the windows over in their stacking. Gives for each whether it has changed itself.
     std::vector<bool> takeWindows();
     void takeDamage();
@@ -79,6 +92,7 @@ class ComposedPicture {
     const RenderFormats formats_;
     CompositingManager manager_;
     WindowStack stack_;
+    MappingWatches watches_;
     Backdrop backdrop_;
     const std::uint32_t rootDamage_;
     bool rootNoticed_ = false;
@@ -95,6 +109,9 @@ class ComposedPicture {
     ServerRegion dirty_;       // is to be drawn
     ServerRegion background_;  // no window is opaque there
     ServerRegion free_;        // no window is there at all
+    // Where a new pixmap may show what must not be shown; at the last restacking alone.
+    ServerRegion secret_;
+    ServerRegion secretNow_;
     ServerRegion cover_;
     ServerRegion part_;
 

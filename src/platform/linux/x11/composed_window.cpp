@@ -9,18 +9,17 @@
 
 namespace quorvane::platform::x11 {
 
-ComposedWindow::ComposedWindow(const Connection& connection, std::uint32_t window,
-                               bool beginsWithVisible)
+ComposedWindow::ComposedWindow(const Connection& connection, const TopLevel& state)
     : visible(connection),
       before(connection),
       connection_(connection),
+      state_(state),
       damage_(xcb_generate_id(connection.xcb())),
-      shape_(connection),
-      unpaintedRegion_(connection) {
-    state_.window = window;
+      shape_(connection) {
     xcb_connection_t* xcb = connection.xcb();
-    xcb_damage_create(xcb, damage_, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
-    if (!beginsWithVisible) xcb_damage_subtract(xcb, damage_, XCB_NONE, XCB_NONE);
+    xcb_damage_create(xcb, damage_, state.window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    // What is visible is no news.
+    xcb_damage_subtract(xcb, damage_, XCB_NONE, XCB_NONE);
 }
 
 ComposedWindow::~ComposedWindow() {
@@ -39,18 +38,14 @@ bool ComposedWindow::update(const TopLevel& state, const RenderFormats& formats,
                             bool anew) {
     const TopLevel old = std::exchange(state_, state);
     const bool first = !std::exchange(known_, true);
-    const bool resized = state.outer.width != old.outer.width ||
-                         state.outer.height != old.outer.height || state.border != old.border;
-    const bool reshaped = first || resized || state.shapings != old.shapings;
-    const bool renamed = first || anew || resized || state.mappings != old.mappings ||
-                         state.opacity != old.opacity || showsAlpha != showsAlpha_;
+    resized_ = state.outer.width != old.outer.width || state.outer.height != old.outer.height ||
+               state.border != old.border;
+    const bool reshaped = first || resized_ || state.shapings != old.shapings;
+    const bool renamed =
+        first || anew || resized_ || state.opacity != old.opacity || showsAlpha != showsAlpha_;
     showsAlpha_ = showsAlpha;
     if (reshaped) shape_.assignShapeOf(state.window);
-    if (first && unpainted_) {
-        unpaintedRegion_.assign(
-            {0, 0, state.outer.width - 2 * state.border, state.outer.height - 2 * state.border});
-        unpaintedRegion_.intersect(shape_);
-    }
+    if (watch_ && !resized_ && state.outer != old.outer) watch_->moved();
     if (renamed) {
         const RenderFormat format = formats.ofVisual(state.visual);
         releasePicture();
@@ -77,18 +72,37 @@ void ComposedWindow::namePicture(const RenderFormat& format) {
 void ComposedWindow::takeDamage(ServerRegion& drawn, const PixelRect& area) {
     noticed = false;
     xcb_damage_subtract(connection_.xcb(), damage_, XCB_NONE, drawn.id());
-    if (unpainted_) unpaintedRegion_.subtract(drawn);
-    drawn.moveBy(state_.outer.x + state_.border - area.x, state_.outer.y + state_.border - area.y);
+    moveToArea(drawn, area);
 }
 
-void ComposedWindow::assignUnpaintedTo(ServerRegion& region, const PixelRect& area) const {
-    region.assign(unpaintedRegion_);
-    region.moveBy(state_.outer.x + state_.border - area.x, state_.outer.y + state_.border - area.y);
+void ComposedWindow::awaitPainting(std::unique_ptr<PaintingWatch> watch,
+                                   std::optional<support::MediaTime> until) {
+    watch_ = std::move(watch);
+    awaitsUntil_ = until;
+}
+
+void ComposedWindow::endAwaiting() {
+    watch_.reset();
+    awaitsUntil_.reset();
+}
+
+void ComposedWindow::assignInsideTo(ServerRegion& region) const {
+    region.assign(PixelRect{0, 0, state_.outer.width - 2 * state_.border,
+                            state_.outer.height - 2 * state_.border});
+    region.intersect(shape_);
 }
 
 void ComposedWindow::assignShapeTo(ServerRegion& region, const PixelRect& area) const {
     region.assign(shape_);
+    moveToArea(region, area);
+}
+
+void ComposedWindow::moveToArea(ServerRegion& region, const PixelRect& area) const {
     region.moveBy(state_.outer.x + state_.border - area.x, state_.outer.y + state_.border - area.y);
+}
+
+void ComposedWindow::moveFromArea(ServerRegion& region, const PixelRect& area) const {
+    region.moveBy(area.x - state_.outer.x - state_.border, area.y - state_.outer.y - state_.border);
 }
 
 void ComposedWindow::paint(std::uint32_t picture, const PixelRect& area) const {

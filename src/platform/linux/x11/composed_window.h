@@ -4,18 +4,21 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
+#include <optional>
 
 #include "platform/linux/x11/connection.h"
+#include "platform/linux/x11/painting_watch.h"
 #include "platform/linux/x11/render_formats.h"
 #include "platform/linux/x11/server_region.h"
 #include "platform/linux/x11/window_stack.h"
+#include "support/media_time.h"
 
 namespace quorvane::platform::x11 {
 
 class ComposedWindow {
   public:
-    // Its damage begins with nothing, or with what of it is visible.
-    ComposedWindow(const Connection& connection, std::uint32_t window, bool beginsWithVisible);
+    ComposedWindow(const Connection& connection, const TopLevel& state);
     ~ComposedWindow();
     ComposedWindow(const ComposedWindow&) = delete;
     ComposedWindow& operator=(const ComposedWindow&) = delete;
@@ -29,19 +32,26 @@ class ComposedWindow {
     // stacking. `anew`: its picture may be another one though nothing else differs.
     bool update(const TopLevel& state, const RenderFormats& formats, bool showsAlpha, bool anew);
 
-    // Before the first update(): the window is being redirected. What of it was visible stays; the
-    // rest shows what happened to be on the screen until it is painted.
-    void awaitPainting() { unpainted_ = true; }
-    bool isUnpainted() const { return unpainted_; }
-    void endAwaiting() { unpainted_ = false; }
+    // Not all of it is painted: what the watch says is missing is not to be shown, until then at
+    // the latest.
+    void awaitPainting(std::unique_ptr<PaintingWatch> watch,
+                       std::optional<support::MediaTime> until);
+    void awaitPaintingUntil(support::MediaTime until) { awaitsUntil_ = until; }
+    PaintingWatch* watch() const { return watch_.get(); }
+    std::optional<support::MediaTime> awaitsUntil() const { return awaitsUntil_; }
+    void endAwaiting();
+    // The last update() gave it another size, and so a new pixmap.
+    bool wasResized() const { return resized_; }
+    // What of it is inside of its border, relative to that.
+    void assignInsideTo(ServerRegion& region) const;
+
     // Takes what was drawn since the last time; gives it relative to the area.
     void takeDamage(ServerRegion& drawn, const PixelRect& area);
-    // What of the window is not painted yet.
-    const ServerRegion& unpaintedRegion() const { return unpaintedRegion_; }
-    void assignUnpaintedTo(ServerRegion& region, const PixelRect& area) const;
-
     // The whole window, relative to the area.
     void assignShapeTo(ServerRegion& region, const PixelRect& area) const;
+    // Between what is relative to its inside and what is relative to the area.
+    void moveToArea(ServerRegion& region, const PixelRect& area) const;
+    void moveFromArea(ServerRegion& region, const PixelRect& area) const;
     // Draws it, as far as the picture's clip goes.
     void paint(std::uint32_t picture, const PixelRect& area) const;
 
@@ -56,16 +66,17 @@ class ComposedWindow {
 
     const Connection& connection_;
     TopLevel state_;
+    std::unique_ptr<PaintingWatch> watch_;
+    std::optional<support::MediaTime> awaitsUntil_;
     bool known_ = false;
     bool showsAlpha_ = false;
     bool opaque_ = true;
-    bool unpainted_ = false;
+    bool resized_ = false;
     std::uint32_t damage_;
     std::uint32_t pixmap_ = 0;
     std::uint32_t picture_ = 0;
     std::uint32_t mask_ = 0;  // its opacity; 0: none
     ServerRegion shape_;
-    ServerRegion unpaintedRegion_;
 };
 
 }  // namespace quorvane::platform::x11

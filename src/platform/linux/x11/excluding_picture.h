@@ -28,6 +28,7 @@ class ExcludingPicture final : public PictureContent {
 
     const PictureSource& source() const override { return source_; }
     bool handle(const Event& event) override;
+    bool handlesEventsAtOnce() const override { return composes_; }
     bool check() override { return display_.check(); }
     bool noticed() const override;
     std::optional<support::MediaTime> nextQuestion() const override;

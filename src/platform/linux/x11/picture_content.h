@@ -35,6 +35,8 @@ class PictureContent {
 
     // Whether the event was one of its own.
     virtual bool handle(const Event& event) = 0;
+    // Whether events are to be handled as they come, also while no picture is due.
+    virtual bool handlesEventsAtOnce() const { return false; }
     // Throws when there is nothing to record any more. True when it asked the server, whose answers
     // may have brought further events along.
     virtual bool check() = 0;

@@ -63,10 +63,12 @@ void ScreenCapture::run(const std::atomic<bool>& stopping,
             continue;
         }
         const support::MediaTime due = std::max(pacer_.due(now), nextLook);
+        const WakeOn meanwhile =
+            content_->handlesEventsAtOnce() ? WakeOn::serverEvent : WakeOn::connectionLoss;
         if (due > now) {
-            wait(WakeOn::connectionLoss, due);
+            wait(meanwhile, due);
         } else if (!pool_->hasFree()) {
-            wait(WakeOn::connectionLoss, std::nullopt);
+            wait(meanwhile, std::nullopt);
         } else if (!look(now)) {
             nextLook = now + afterALookInVain;
         } else if (SampleBufferPtr sample = capture()) {

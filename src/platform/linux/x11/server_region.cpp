@@ -1,5 +1,7 @@
 #include "platform/linux/x11/server_region.h"
 
+#include <vector>
+
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
@@ -8,6 +10,14 @@
 #include "platform/linux/x11/x11_error.h"
 
 namespace quorvane::platform::x11 {
+namespace {
+
+xcb_rectangle_t onTheWire(const PixelRect& rect) {
+    return {static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+            static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)};
+}
+
+}  // namespace
 
 ServerRegion::ServerRegion(const Connection& connection)
     : connection_(connection), id_(xcb_generate_id(connection.xcb())) {
@@ -23,10 +33,17 @@ void ServerRegion::clear() {
 }
 
 void ServerRegion::assign(const PixelRect& rect) {
-    const xcb_rectangle_t wire{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
-                               static_cast<std::uint16_t>(rect.width),
-                               static_cast<std::uint16_t>(rect.height)};
+    const xcb_rectangle_t wire = onTheWire(rect);
     xcb_xfixes_set_region(connection_.xcb(), id_, rect.isEmpty() ? 0 : 1, &wire);
+}
+
+void ServerRegion::assign(std::span<const PixelRect> rects) {
+    std::vector<xcb_rectangle_t> wire;
+    wire.reserve(rects.size());
+    for (const PixelRect& rect : rects)
+        wire.push_back(onTheWire(rect));
+    xcb_xfixes_set_region(connection_.xcb(), id_, static_cast<std::uint32_t>(wire.size()),
+                          wire.data());
 }
 
 void ServerRegion::assign(const ServerRegion& other) {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "platform/linux/x11/connection.h"
 #include "platform/linux/x11/pixel_rect.h"
@@ -25,6 +26,7 @@ class ServerRegion {
 
     void clear();
     void assign(const PixelRect& rect);
+    void assign(std::span<const PixelRect> rects);
     void assign(const ServerRegion& other);
     // The window's bounding shape with its border, relative to what is inside of the border.
     void assignShapeOf(std::uint32_t window);
