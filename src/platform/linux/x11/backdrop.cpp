@@ -106,7 +106,12 @@ void Backdrop::useHelperWindow() {
     const auto cookie = xcb_render_create_picture_checked(
         xcb, picture, helperPixmap_, formats_.ofVisual(screen.root_visual).id, 0, nullptr);
     const Reply<xcb_generic_error_t> noPicture(xcb_request_check(xcb, cookie));
-    if (!noPicture) picture_ = picture;
+    if (noPicture) return;
+    picture_ = picture;
+    // A root window without a background leaves in it what the screen shows, windows and all.
+    const xcb_rectangle_t all{0, 0, screen.width_in_pixels, screen.height_in_pixels};
+    xcb_render_fill_rectangles(xcb, XCB_RENDER_PICT_OP_SRC, picture, grey, 1, &all);
+    refresh();
 }
 
 void Backdrop::refresh() {
