@@ -125,6 +125,25 @@ TEST_F(ApplicationSource, KnowsItsWindowsInAManagersFrames) {
     EXPECT_TRUE(comesToShow(log, 5, 5, white));
 }
 
+// Between two frames the root window is told of nothing.
+TEST_F(ApplicationSource, FollowsItsWindowsFromOneFrameToAnother) {
+    const OtherProgram manager(server, {300, 100, 120, 90}, blue, {100, 100, 120, 90}, green);
+    const std::uint32_t window = client.makeWindow({0, 0, 100, 50}, red, 0);
+    client.reparentWindow(window, manager.frame(), 10, 30);
+    client.mapWindow(window);
+    client.markManaged(window);
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(comesToShow(log, 105, 105, green));
+    client.reparentWindow(window, manager.window(), 10, 30);
+    EXPECT_TRUE(comesToShow(log, 305, 105, blue));
+    EXPECT_TRUE(isColour(log.last().at(350, 150), red));
+    EXPECT_TRUE(isColour(log.last().at(105, 105), black));
+    client.reparentWindow(window, manager.frame(), 10, 30);
+    EXPECT_TRUE(comesToShow(log, 105, 105, green));
+    EXPECT_TRUE(isColour(log.last().at(305, 105), black));
+}
+
 TEST_F(ApplicationSource, DeliversNothingForWhatOthersDrawAndWhatIsCovered) {
     const OtherProgram other(server, {0, 200, 640, 200}, blue);
     const std::uint32_t lower = client.openWindow({50, 40, 100, 100}, red);

@@ -161,6 +161,98 @@ TEST_F(ExcludingSource, LeavesOutTheFrameThatAManagerPutsAroundAWindow) {
     EXPECT_TRUE(isColour(recording.log.last().at(350, 340), brown));
 }
 
+// Between two frames the root window is told of nothing.
+TEST_F(ExcludingSource, NeverShowsAWindowThatGoesFromOneFrameToAnother) {
+    XClient manager(server.displayName());
+    const std::uint32_t left = client.makeWindow({0, 0, 100, 80}, red, 0);
+    const std::uint32_t frames[] = {manager.makeWindow({50, 100, 120, 120}, blue, 0),
+                                    manager.makeWindow({250, 100, 120, 120}, green, 0),
+                                    manager.makeWindow({450, 100, 120, 120}, blue, 0)};
+    for (const std::uint32_t frame : frames)
+        manager.mapWindow(frame);
+    auto configuration = whole();
+    configuration.minimumFrameInterval = 2ms;
+    Recording recording(server, without({left}), configuration);
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    manager.reparentWindow(left, frames[0], 10, 30);
+    manager.mapWindow(left);
+    ASSERT_TRUE(comesToShow(recording.log, 55, 105, brown));
+
+    const std::uint32_t beside = client.openWindow({0, 0, 20, 20}, white);
+    constexpr std::size_t fewest = 20;
+    for (std::uint32_t i = 1; i < 60 || (i < 2000 && recording.log.count() < fewest); ++i) {
+        manager.reparentWindow(left, frames[i % 3], 10, 30);
+        client.fillWindow(beside, {0, 0, 20, 20}, i * 0x030507);
+        std::this_thread::sleep_for(std::chrono::milliseconds(i % 7));
+    }
+    // Its frame is what is left out, and the others are back.
+    manager.reparentWindow(left, frames[1], 10, 30);
+    EXPECT_TRUE(comesToShow(recording.log, 255, 105, brown));
+    EXPECT_TRUE(comesToShow(recording.log, 55, 105, blue));
+    EXPECT_TRUE(comesToShow(recording.log, 455, 105, blue));
+    EXPECT_GE(recording.log.count(), fewest);
+    for (std::size_t i = 0; i < recording.log.count(); ++i) {
+        for (const int x : {110, 310, 510})
+            EXPECT_FALSE(isColour(recording.log.frame(i).at(x, 170), red)) << i << ", " << x;
+    }
+}
+
+TEST_F(ExcludingSource, NeverShowsAWindowInWhatGoesFromOneFrameToAnother) {
+    XClient manager(server.displayName());
+    const std::uint32_t first = manager.makeWindow({50, 100, 120, 120}, blue, 0);
+    const std::uint32_t second = manager.makeWindow({250, 100, 120, 120}, green, 0);
+    const std::uint32_t inner = manager.makeWindow({10, 30, 100, 80}, blue, first);
+    const std::uint32_t left = client.makeWindow({0, 0, 100, 80}, red, inner);
+    for (const std::uint32_t window : {inner, first, second})
+        manager.mapWindow(window);
+    client.mapWindow(left);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(55, 105), brown));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(255, 105), green));
+    manager.reparentWindow(inner, second, 10, 30);
+    EXPECT_TRUE(comesToShow(recording.log, 255, 105, brown));
+    EXPECT_TRUE(comesToShow(recording.log, 55, 105, blue));
+    // What contains it now is followed as well.
+    const std::uint32_t other = manager.makeWindow({10, 30, 100, 80}, green, second);
+    manager.mapWindow(other);
+    manager.reparentWindow(left, other, 0, 0);
+    manager.reparentWindow(other, first, 10, 30);
+    EXPECT_TRUE(comesToShow(recording.log, 55, 105, brown));
+    EXPECT_TRUE(comesToShow(recording.log, 255, 105, green));
+    for (std::size_t i = 0; i < recording.log.count(); ++i) {
+        for (const int x : {110, 310})
+            EXPECT_FALSE(isColour(recording.log.frame(i).at(x, 170), red)) << i << ", " << x;
+    }
+}
+
+// The looks at the windows' properties select of the same windows.
+TEST_F(ExcludingSource, NeverShowsAWindowInAnotherFrameAfterItsPropertiesWereRead) {
+    XClient manager(server.displayName());
+    const std::uint32_t first = manager.makeWindow({50, 100, 120, 120}, blue, 0);
+    const std::uint32_t second = manager.makeWindow({250, 100, 120, 120}, green, 0);
+    const std::uint32_t left = client.makeWindow({10, 30, 100, 80}, red, first);
+    manager.mapWindow(first);
+    manager.mapWindow(second);
+    client.mapWindow(left);
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(55, 105), brown));
+    manager.markManaged(left);
+    manager.setProperty(first, "_NET_WM_WINDOW_OPACITY", {0xFFFFFFFF});
+    const std::uint32_t beside = client.openWindow({0, 0, 20, 20}, white);
+    ASSERT_TRUE(comesToShow(recording.log, 10, 10, white));
+    manager.reparentWindow(left, second, 10, 30);
+    client.fillWindow(beside, {0, 0, 20, 20}, grey);
+    EXPECT_TRUE(comesToShow(recording.log, 255, 105, brown));
+    EXPECT_TRUE(comesToShow(recording.log, 55, 105, blue));
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_FALSE(isColour(recording.log.frame(i).at(310, 170), red)) << i;
+}
+
 TEST_F(ExcludingSource, ShowsThePictureThatADesktopHasSet) {
     client.setDesktopPicture(0x204060);
     const std::uint32_t left = client.openWindow({100, 100, 200, 200}, red);

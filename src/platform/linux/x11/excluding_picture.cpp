@@ -7,6 +7,7 @@
 #include "platform/linux/x11/application_picture.h"
 #include "platform/linux/x11/reply.h"
 #include "platform/linux/x11/window_frame.h"
+#include "platform/linux/x11/window_stack.h"
 
 namespace quorvane::platform::x11 {
 
@@ -52,7 +53,7 @@ void ExcludingPicture::findWindows() {
     xcb_connection_t* xcb = connection_.xcb();
     std::vector<std::uint32_t> found;
     for (const std::uint32_t window : windows_) {
-        const std::uint32_t topLevel = topLevelOf(connection_, window);
+        const std::uint32_t topLevel = topLevelOf(connection_, window, WindowStack::windowEvents);
         if (topLevel == 0) continue;
         const Reply<xcb_get_window_attributes_reply_t> attributes(xcb_get_window_attributes_reply(
             xcb, xcb_get_window_attributes(xcb, topLevel), nullptr));

@@ -47,10 +47,14 @@ WindowFrameAtoms::WindowFrameAtoms(const Connection& connection)
       states(atomOf(connection, "_NET_WM_STATE")),
       hidden(atomOf(connection, "_NET_WM_STATE_HIDDEN")) {}
 
-std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window) {
+std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window, std::uint32_t events) {
+    xcb_connection_t* xcb = connection.xcb();
+    // Others have selected what they need of the root window itself.
+    if (window == connection.root()) return 0;
     for (;;) {
-        const auto tree =
-            answer(connection, xcb_query_tree(connection.xcb(), window), &xcb_query_tree_reply);
+        // Select first, look then.
+        if (events != 0) xcb_change_window_attributes(xcb, window, XCB_CW_EVENT_MASK, &events);
+        const auto tree = answer(connection, xcb_query_tree(xcb, window), &xcb_query_tree_reply);
         if (!tree || tree->parent == XCB_NONE) return 0;
         if (tree->parent == connection.root()) return window;
         window = tree->parent;

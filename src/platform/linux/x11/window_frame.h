@@ -14,7 +14,10 @@ namespace quorvane::platform::x11 {
 
 // The child of the root window that contains the window: itself where no manager has put it into
 // another. 0 when the window is gone. Waits for the server once a level.
-std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window);
+// With events, it selects these of all windows on its way, so that whatever moves any of them from
+// then on is told: the root window is told of its own children alone.
+std::uint32_t topLevelOf(const Connection& connection, std::uint32_t window,
+                         std::uint32_t events = 0);
 
 struct WindowFrame {
     PixelRect outer;  // of the top level, with its border

@@ -18,6 +18,9 @@ constexpr int deepestProgramWindow = 3;
 }  // namespace
 
 const std::uint32_t WindowStack::rootEvents = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
+// The structure's: what goes from one frame to another tells only itself and these.
+const std::uint32_t WindowStack::windowEvents =
+    XCB_EVENT_MASK_PROPERTY_CHANGE | XCB_EVENT_MASK_STRUCTURE_NOTIFY;
 
 WindowStack::WindowStack(const Connection& connection)
     : connection_(connection),
@@ -45,6 +48,11 @@ bool WindowStack::handle(const Event& event) {
             noticed_ = true;
         }
         return window != nullptr;
+    }
+    if (isOfOneWindow(event)) {
+        // The top levels that it lay in and lies in now may be other programs'.
+        if (event.type == XCB_REPARENT_NOTIFY) identityNoticed_ = noticed_ = true;
+        return true;
     }
     switch (event.type) {
         case XCB_DESTROY_NOTIFY: {
@@ -84,6 +92,22 @@ bool WindowStack::handle(const Event& event) {
             identityNoticed_ = noticed_ = true;
             return true;
         }
+        default:
+            return false;
+    }
+}
+
+// Of a top level the root window is told the same.
+bool WindowStack::isOfOneWindow(const Event& event) const {
+    switch (event.type) {
+        case XCB_DESTROY_NOTIFY:
+        case XCB_UNMAP_NOTIFY:
+        case XCB_MAP_NOTIFY:
+        case XCB_REPARENT_NOTIFY:
+        case XCB_CIRCULATE_NOTIFY:
+            // All of them begin alike.
+            return static_cast<const xcb_map_notify_event_t*>(event.record)->event !=
+                   connection_.root();
         default:
             return false;
     }
@@ -132,8 +156,7 @@ void WindowStack::readTree() {
         if (known != nullptr) continue;
         next.back().window = window;
         next.back().life = ++lives_;
-        const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-        xcb_change_window_attributes(xcb, window, XCB_CW_EVENT_MASK, &mask);
+        xcb_change_window_attributes(xcb, window, XCB_CW_EVENT_MASK, &windowEvents);
         if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, window, true);
         questions.push_back({next.size() - 1, xcb_get_window_attributes(xcb, window),
                              xcb_get_geometry(xcb, window)});
@@ -213,8 +236,7 @@ std::vector<std::uint32_t> WindowStack::programWindowsOf(std::span<const std::si
             const auto* windows = xcb_query_tree_children(children.get());
             for (int i = xcb_query_tree_children_length(children.get()); i-- > 0;) {
                 // So that a state that is set later is told.
-                const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
-                xcb_change_window_attributes(xcb, windows[i], XCB_CW_EVENT_MASK, &mask);
+                xcb_change_window_attributes(xcb, windows[i], XCB_CW_EVENT_MASK, &windowEvents);
                 ask(candidate.place, windows[i]);
             }
         }

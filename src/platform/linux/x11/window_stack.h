@@ -35,6 +35,9 @@ class WindowStack {
   public:
     // What the connection must select of the root window.
     static const std::uint32_t rootEvents;
+    // What it selects of other windows. Whoever selects of them on the same connection selects just
+    // this: each selection replaces the one before.
+    static const std::uint32_t windowEvents;
 
     explicit WindowStack(const Connection& connection);
 
@@ -48,6 +51,8 @@ class WindowStack {
 
   private:
     TopLevel* find(std::uint32_t window);
+    // It tells of the structure what a window itself is told.
+    bool isOfOneWindow(const Event& event) const;
     bool handleConfigure(const void* record);
     void readTree();
     void identify();
