@@ -211,6 +211,81 @@ TEST_F(ApplicationSource, TranslucentWindowsLieOverItsOthersAndBlack) {
     EXPECT_TRUE(isColour(log.last().at(70, 90), red));
 }
 
+// Some compositing managers keep them mapped, without showing them.
+TEST_F(ApplicationSource, LeavesOutMinimisedWindowsThatStayMapped) {
+    const OtherProgram manager(server, {0, 0, 10, 10}, blue, {100, 100, 120, 90}, green);
+    client.openWindow({100, 100, 60, 90}, white);
+    const std::uint32_t window = client.makeWindow({0, 0, 100, 50}, red, 0);
+    client.reparentWindow(window, manager.frame(), 10, 30);
+    client.mapWindow(window);
+    client.raiseWindow(manager.frame());
+    client.setProperty(window, "WM_STATE", {3, 0});
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(isColour(log.frame(0).at(120, 150), white));
+    EXPECT_TRUE(isColour(log.frame(0).at(180, 150), black));
+    client.markManaged(window);
+    EXPECT_TRUE(comesToShow(log, 180, 150, red));
+    EXPECT_TRUE(isColour(log.last().at(120, 150), red));
+    EXPECT_TRUE(isColour(log.last().at(105, 105), green));
+    client.setStates(window, {"_NET_WM_STATE_ABOVE", "_NET_WM_STATE_HIDDEN"});
+    EXPECT_TRUE(comesToShow(log, 180, 150, black));
+    EXPECT_TRUE(isColour(log.last().at(120, 150), white));
+    client.fillWindow(window, {0, 0, 100, 50}, blue);
+    client.setStates(window, {"_NET_WM_STATE_ABOVE"});
+    EXPECT_TRUE(comesToShow(log, 180, 150, blue));
+    client.setProperty(window, "WM_STATE", {3, 0});
+    EXPECT_TRUE(comesToShow(log, 180, 150, black));
+}
+
+TEST_F(ApplicationSource, ShowsTheTitlesOfWindowsThatAreRolledUp) {
+    const std::uint32_t window = client.openWindow({100, 100, 120, 20}, red);
+    client.setProperty(window, "WM_STATE", {3, 0});
+    client.setStates(window, {"_NET_WM_STATE_HIDDEN"});
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(isColour(log.frame(0).at(110, 110), black));
+    client.setStates(window, {"_NET_WM_STATE_HIDDEN", "_NET_WM_STATE_SHADED"});
+    EXPECT_TRUE(comesToShow(log, 110, 110, red));
+}
+
+TEST_F(ApplicationSource, LeavesOutAFrameOnlyWhenAllWindowsInItAreHidden) {
+    const OtherProgram manager(server, {0, 0, 10, 10}, blue, {100, 100, 120, 90}, green);
+    std::uint32_t tabs[2];
+    for (std::uint32_t& tab : tabs) {
+        tab = client.makeWindow({0, 0, 100, 50}, red, 0);
+        client.reparentWindow(tab, manager.frame(), 10, 30);
+        client.mapWindow(tab);
+        client.markManaged(tab);
+    }
+    client.setProperty(tabs[0], "WM_STATE", {3, 0});
+    client.setProperty(tabs[1], "WM_STATE", {3, 0});
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(isColour(log.frame(0).at(105, 105), black));
+    for (const std::uint32_t tab : tabs) {
+        client.markManaged(tab);
+        EXPECT_TRUE(comesToShow(log, 105, 105, green));
+        client.setProperty(tab, "WM_STATE", {3, 0});
+        EXPECT_TRUE(comesToShow(log, 105, 105, black));
+    }
+}
+
+TEST_F(ApplicationSource, AFrameBelongsToTheProgramWhoseWindowInItIsNotHidden) {
+    const OtherProgram manager(server, {0, 0, 100, 50}, blue, {100, 100, 120, 90}, green);
+    const std::uint32_t window = client.makeWindow({0, 0, 100, 50}, red, 0);
+    client.reparentWindow(window, manager.frame(), 10, 30);
+    client.mapWindow(window);
+    client.markManaged(window);
+    client.reparentWindow(manager.window(), manager.frame(), 10, 30);
+    client.setProperty(manager.window(), "WM_STATE", {3, 0});
+    recording.start();
+    ASSERT_TRUE(log.waitForCount(1));
+    EXPECT_TRUE(isColour(log.frame(0).at(105, 105), green));
+    client.markManaged(manager.window());
+    EXPECT_TRUE(comesToShow(log, 105, 105, black));
+}
+
 TEST_F(ApplicationSource, CannotLeaveOutWindows) {
     Window window;
     ApplicationContent content{wholeScreen(640, 480), {RunningApplication{getpid(), "", ""}}, {}};

@@ -291,6 +291,51 @@ TEST_F(ExcludingSource, ShowsTranslucentWindowsAsTheScreenDoes) {
     EXPECT_TRUE(comesToShow(recording.log, 270, 170, white));
 }
 
+TEST_F(ExcludingSource, LeavesOutMinimisedWindowsWhereACompositingManagerKeepsThemMapped) {
+    client.setDesktopPicture(blue);
+    const std::uint32_t left = client.openWindow({0, 0, 50, 50}, white);
+    const std::uint32_t minimised = client.openWindow({100, 100, 100, 100}, red);
+    client.setProperty(minimised, "WM_STATE", {3, 0});
+    const std::uint32_t other = client.openWindow({300, 100, 100, 100}, green);
+    Recording recording(server, without({left}), whole());
+    {
+        XClient manager(server.displayName());
+        manager.claimToComposite();
+        recording.start();
+        ASSERT_TRUE(recording.log.waitForCount(1));
+        EXPECT_TRUE(isColour(recording.log.frame(0).at(150, 150), blue));
+        EXPECT_TRUE(isColour(recording.log.frame(0).at(350, 150), green));
+        manager.setStates(other, {"_NET_WM_STATE_HIDDEN"});
+        EXPECT_TRUE(comesToShow(recording.log, 350, 150, blue));
+        manager.setStates(other, {"_NET_WM_STATE_HIDDEN", "_NET_WM_STATE_SHADED"});
+        EXPECT_TRUE(comesToShow(recording.log, 350, 150, green));
+        manager.setStates(other, {"_NET_WM_STATE_HIDDEN"});
+        EXPECT_TRUE(comesToShow(recording.log, 350, 150, blue));
+        manager.markManaged(minimised);
+        EXPECT_TRUE(comesToShow(recording.log, 150, 150, red));
+        manager.setProperty(minimised, "WM_STATE", {3, 0});
+        EXPECT_TRUE(comesToShow(recording.log, 150, 150, blue));
+    }
+    // Nobody composites: the screen shows whatever is mapped.
+    EXPECT_TRUE(comesToShow(recording.log, 150, 150, red));
+    EXPECT_TRUE(comesToShow(recording.log, 350, 150, green));
+    client.claimToComposite();
+    EXPECT_TRUE(comesToShow(recording.log, 150, 150, blue));
+    EXPECT_TRUE(comesToShow(recording.log, 350, 150, blue));
+}
+
+TEST_F(ExcludingSource, ShowsMappedWindowsWhateverIsSaidOfThemWhereNobodyComposites) {
+    const std::uint32_t left = client.openWindow({0, 0, 50, 50}, white);
+    const std::uint32_t window = client.openWindow({100, 100, 100, 100}, red);
+    client.setProperty(window, "WM_STATE", {3, 0});
+    client.setStates(window, {"_NET_WM_STATE_HIDDEN"});
+    Recording recording(server, without({left}), whole());
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(25, 25), brown));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(150, 150), red));
+}
+
 TEST_F(ExcludingSource, KeepsToTheShapesOfWhatIsLeftOutAndOfWhatIsNot) {
     client.openWindow({0, 0, 640, 480}, blue);
     const std::uint32_t left = client.openWindow({100, 100, 200, 100}, red);

@@ -219,6 +219,8 @@ void ComposedPicture::assignInside(ServerRegion& region, const ComposedWindow& w
 
 bool ComposedPicture::isShown(const TopLevel& window) const {
     if (!window.mapped || !window.hasPixels || window.window == backdrop_.helper()) return false;
+    // Where nobody composites, the screen shows what is mapped, whatever is said of it.
+    if (window.hidden && !showsRoot()) return false;
     if (!showsAll() &&
         std::find(processes_.begin(), processes_.end(), window.processID) == processes_.end()) {
         return false;

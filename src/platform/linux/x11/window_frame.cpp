@@ -1,21 +1,18 @@
 #include "platform/linux/x11/window_frame.h"
 
 #include <algorithm>
-#include <span>
 
 #include <xcb/xcb.h>
 
 #include "platform/linux/x11/atoms.h"
 #include "platform/linux/x11/capture_geometry.h"
+#include "platform/linux/x11/property_words.h"
 #include "platform/linux/x11/reply.h"
 #include "platform/linux/x11/visible_frame.h"
 #include "platform/linux/x11/x11_error.h"
 
 namespace quorvane::platform::x11 {
 namespace {
-
-// Words of _NET_WM_STATE: the Extended Window Manager Hints know a dozen.
-constexpr std::uint32_t mostStates = 64;
 
 // Takes a reply; null when the server refused, because the window is gone.
 template <class T, class Cookie>
@@ -26,13 +23,6 @@ Reply<T> answer(const Connection& connection, Cookie cookie,
     const Reply<xcb_generic_error_t> refusal(error);
     if (!reply && !refusal) throwMissingReply(nullptr, "tell of a window");
     return reply;
-}
-
-std::span<const std::uint32_t> wordsOf(const xcb_get_property_reply_t& reply) {
-    if (reply.format != 32) return {};
-    const auto* words = static_cast<const std::uint32_t*>(xcb_get_property_value(&reply));
-    const int bytes = xcb_get_property_value_length(&reply);
-    return {words, static_cast<std::size_t>(bytes) / sizeof *words};
 }
 
 support::Rect points(const PixelRect& rect) {

@@ -7,6 +7,7 @@
 #include <xcb/xcb.h>
 
 #include "platform/linux/x11/atoms.h"
+#include "platform/linux/x11/property_words.h"
 #include "platform/linux/x11/reply.h"
 
 namespace quorvane::platform::x11 {
@@ -14,6 +15,9 @@ namespace {
 
 // How deep in a manager's frame a program's window may lie.
 constexpr int deepestProgramWindow = 3;
+
+// The first word of WM_STATE, of a window that is minimised.
+constexpr std::uint32_t iconicState = 3;
 
 }  // namespace
 
@@ -26,6 +30,9 @@ WindowStack::WindowStack(const Connection& connection)
     : connection_(connection),
       owners_(connection),
       stateAtom_(atomOf(connection, "WM_STATE")),
+      statesAtom_(atomOf(connection, "_NET_WM_STATE")),
+      hiddenAtom_(atomOf(connection, "_NET_WM_STATE_HIDDEN")),
+      shadedAtom_(atomOf(connection, "_NET_WM_STATE_SHADED")),
       opacityAtom_(atomOf(connection, "_NET_WM_WINDOW_OPACITY")) {
     if (connection.has(xcb_shape_id)) {
         shapeNoticeType_ = static_cast<std::uint8_t>(
@@ -88,7 +95,7 @@ bool WindowStack::handle(const Event& event) {
             return handleConfigure(event.record);
         case XCB_PROPERTY_NOTIFY: {
             const auto atom = static_cast<const xcb_property_notify_event_t*>(event.record)->atom;
-            if (atom != stateAtom_ && atom != opacityAtom_) return false;
+            if (atom != stateAtom_ && atom != statesAtom_ && atom != opacityAtom_) return false;
             identityNoticed_ = noticed_ = true;
             return true;
         }
@@ -205,13 +212,15 @@ std::vector<std::uint32_t> WindowStack::programWindowsOf(std::span<const std::si
         std::size_t place;  // in the result
         std::uint32_t window;
         xcb_get_property_cookie_t state;
+        xcb_get_property_cookie_t states;
         xcb_query_tree_cookie_t children;
     };
     std::vector<Candidate> level;
     const auto ask = [&](std::size_t place, std::uint32_t window) {
-        level.push_back({place, window,
-                         xcb_get_property(xcb, false, window, stateAtom_, XCB_ATOM_ANY, 0, 0),
-                         xcb_query_tree(xcb, window)});
+        level.push_back(
+            {place, window, xcb_get_property(xcb, false, window, stateAtom_, XCB_ATOM_ANY, 0, 1),
+             xcb_get_property(xcb, false, window, statesAtom_, XCB_ATOM_ATOM, 0, mostStates),
+             xcb_query_tree(xcb, window)});
     };
     for (const std::size_t index : indices) {
         result.push_back(windows_[index].window);
@@ -224,15 +233,21 @@ std::vector<std::uint32_t> WindowStack::programWindowsOf(std::span<const std::si
         for (const Candidate& candidate : parents) {
             const Reply<xcb_get_property_reply_t> state(
                 xcb_get_property_reply(xcb, candidate.state, nullptr));
+            const Reply<xcb_get_property_reply_t> states(
+                xcb_get_property_reply(xcb, candidate.states, nullptr));
             const Reply<xcb_query_tree_reply_t> children(
                 xcb_query_tree_reply(xcb, candidate.children, nullptr));
-            if (found[candidate.place]) continue;
-            if (state && state->type != XCB_NONE) {
+            const bool isManaged = state && state->type != XCB_NONE;
+            const bool hidden = saysHidden(state.get(), states.get());
+            bool& topLevelIsHidden = windows_[indices[candidate.place]].hidden;
+            if (depth == 0) topLevelIsHidden = hidden;
+            // Of several in one frame, like tabs, those that are hidden are not what it shows.
+            if (isManaged && (!found[candidate.place] || (topLevelIsHidden && !hidden))) {
                 result[candidate.place] = candidate.window;
+                topLevelIsHidden = hidden;
                 found[candidate.place] = true;
-                continue;
             }
-            if (!children || depth == deepestProgramWindow) continue;
+            if (found[candidate.place] || !children || depth == deepestProgramWindow) continue;
             const auto* windows = xcb_query_tree_children(children.get());
             for (int i = xcb_query_tree_children_length(children.get()); i-- > 0;) {
                 // So that a state that is set later is told.
@@ -242,6 +257,17 @@ std::vector<std::uint32_t> WindowStack::programWindowsOf(std::span<const std::si
         }
     }
     return result;
+}
+
+bool WindowStack::saysHidden(const xcb_get_property_reply_t* state,
+                             const xcb_get_property_reply_t* states) const {
+    if (states != nullptr) {
+        // What is rolled up counts as hidden too, though its title is on the screen.
+        const auto words = wordsOf(*states);
+        if (std::ranges::count(words, shadedAtom_) > 0) return false;
+        if (std::ranges::count(words, hiddenAtom_) > 0) return true;
+    }
+    return state != nullptr && !wordsOf(*state).empty() && wordsOf(*state).front() == iconicState;
 }
 
 void WindowStack::readOpacities(std::span<const std::size_t> indices,

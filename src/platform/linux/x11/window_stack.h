@@ -14,6 +14,8 @@
 #include "platform/linux/x11/pixel_rect.h"
 #include "platform/linux/x11/window_owner.h"
 
+struct xcb_get_property_reply_t;
+
 namespace quorvane::platform::x11 {
 
 struct TopLevel {
@@ -24,6 +26,9 @@ struct TopLevel {
     int border = 0;
     bool mapped = false;
     bool hasPixels = false;  // else it only takes input
+    // Minimised, says the manager of the program's window in it, which may keep it mapped. One that
+    // is rolled up into its title is not.
+    bool hidden = false;
     std::uint32_t visual = 0;
     std::uint32_t opacity = 0xFFFFFFFF;  // as its program wishes; all bits set is opaque
     std::int32_t processID = 0;          // of the program in it, not of its manager; 0: not known
@@ -56,13 +61,19 @@ class WindowStack {
     bool handleConfigure(const void* record);
     void readTree();
     void identify();
+    // Reads as well whether they are hidden.
     std::vector<std::uint32_t> programWindowsOf(std::span<const std::size_t> indices);
+    bool saysHidden(const xcb_get_property_reply_t* state,
+                    const xcb_get_property_reply_t* states) const;
     void readOpacities(std::span<const std::size_t> indices,
                        std::span<const std::uint32_t> programWindows);
 
     const Connection& connection_;
     const WindowOwners owners_;
-    std::uint32_t stateAtom_;
+    std::uint32_t stateAtom_;   // WM_STATE
+    std::uint32_t statesAtom_;  // _NET_WM_STATE, and two of them
+    std::uint32_t hiddenAtom_;
+    std::uint32_t shadedAtom_;
     std::uint32_t opacityAtom_;
     std::uint8_t shapeNoticeType_ = 0;  // 0: no shapes
 
