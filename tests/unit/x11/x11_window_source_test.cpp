@@ -1,4 +1,5 @@
 // Windows recorded by the source: their own pictures, whatever happens around them.
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -227,6 +228,55 @@ TEST_F(WindowSource, TheLastPictureStandsFromWhenAManagerSaysThatItMinimises) {
     manager.setStates(window, {"_NET_WM_STATE_FOCUSED"});
     EXPECT_TRUE(comesToShow(recording.log, 100, 80, green));
     EXPECT_TRUE(isColour(recording.log.last().at(2, 2), blue));
+}
+
+TEST_F(WindowSource, TheLastPictureStandsWhileAFrameIsRolledUpOverItsWindow) {
+    XClient manager(server.displayName());
+    const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);
+    const std::uint32_t frame = manager.makeWindow({50, 40, 210, 130}, blue, 0);
+    manager.reparentWindow(window, frame, 5, 25);
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    Recording recording(server, windowContent(window), sizeOf(210, 130));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 80, red));
+    // Nobody says that it is, and the window stays mapped in it; some of it may still be in sight.
+    manager.resizeWindow(frame, 210, 20);
+    recording.log.waitForQuiet();
+    manager.resizeWindow(frame, 210, 25 + 24);
+    recording.log.waitForQuiet();
+    manager.resizeWindow(frame, 5 + 49, 130);
+    recording.log.waitForQuiet();
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_TRUE(isColour(recording.log.frame(i).at(100, 80), red)) << i;
+    // A quarter of it is a picture again.
+    manager.resizeWindow(frame, 210, 25 + 25);
+    client.fillWindow(window, {0, 0, 200, 100}, white);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, white));
+    manager.resizeWindow(frame, 210, 130);
+    client.fillWindow(window, {0, 0, 200, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, green));
+    EXPECT_TRUE(isColour(recording.log.last().at(2, 2), blue));
+}
+
+TEST_F(WindowSource, ShowsAWindowThatIsLargerThanItsFrame) {
+    XClient manager(server.displayName());
+    const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);
+    const std::uint32_t frame = manager.makeWindow({50, 40, 190, 110}, blue, 0);
+    manager.reparentWindow(window, frame, 5, 25);
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    Recording recording(server, windowContent(window), sizeOf(190, 110));
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(100, 80), red));
+    // So little of a small one is enough, and all of one that is smaller than that.
+    for (const int length : {40, 10}) {
+        manager.resizeWindow(window, 200, length);
+        manager.resizeWindow(frame, 190, 25 + std::min(length, 16));
+        client.fillWindow(window, {0, 0, 200, length}, length == 40 ? green : white);
+        EXPECT_TRUE(comesToShow(recording.log, 100, 68, length == 40 ? green : white));
+    }
 }
 
 TEST_F(WindowSource, BeginsBlackWhileTheWindowIsMinimised) {

@@ -25,6 +25,12 @@ Reply<T> answer(const Connection& connection, Cookie cookie,
     return reply;
 }
 
+// Managers that roll a window up without a word leave less than this of it in its frame; those that
+// give it less room than it asks for leave more. Pixels.
+bool isEnough(int visible, int length) {
+    return visible >= std::min(length, std::max(length / 4, 16));
+}
+
 support::Rect points(const PixelRect& rect) {
     return {double(rect.x), double(rect.y), double(rect.width), double(rect.height)};
 }
@@ -85,14 +91,17 @@ std::optional<WindowFrame> windowFrameOf(const Connection& connection, std::uint
     frame.outer = {geometry->x, geometry->y, geometry->width + 2 * frame.border,
                    geometry->height + 2 * frame.border};
     frame.viewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+    const PixelRect own{place->dst_x, place->dst_y, ownGeometry->width, ownGeometry->height};
+    const PixelRect inFrame = intersectionOf(own, {0, 0, geometry->width, geometry->height});
     frame.showsWindow = ownAttributes->map_state == XCB_MAP_STATE_VIEWABLE &&
-                        std::ranges::count(wordsOf(*states), atoms.hidden) == 0;
+                        std::ranges::count(wordsOf(*states), atoms.hidden) == 0 &&
+                        (window == topLevel || (isEnough(inFrame.width, own.width) &&
+                                                isEnough(inFrame.height, own.height)));
     frame.visual = attributes->visual;
 
     WindowPlacement placement;
-    placement.client = points(
-        PixelRect{place->dst_x, place->dst_y, ownGeometry->width, ownGeometry->height}.movedBy(
-            frame.outer.x + frame.border, frame.outer.y + frame.border));
+    placement.client =
+        points(own.movedBy(frame.outer.x + frame.border, frame.outer.y + frame.border));
     placement.clientBorder = ownGeometry->border_width;
     if (topLevel != window) placement.frame = points(frame.outer);
     placement.decorations = extentsFrom(wordsOf(*decorations));

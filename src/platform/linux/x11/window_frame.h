@@ -24,8 +24,9 @@ struct WindowFrame {
     int border = 0;
     PixelRect seen;  // what the user sees of it (visible_frame.h), relative to `outer`; not empty
     bool viewable = false;  // the top level
-    // And the window in it; not while it is minimised or shaded, nor from when its manager says so:
-    // one may shrink the frame to its title before it takes the window out of it.
+    // And the window in it; not while it is minimised or shaded, nor from when its manager says so,
+    // or leaves little of it in the frame: one may shrink the frame to its title, or shift the
+    // window out of it, and say so later or never.
     bool showsWindow = false;
     std::uint32_t visual = 0;
 };
