@@ -259,6 +259,62 @@ TEST_F(WindowSource, TheLastPictureStandsWhileAFrameIsRolledUpOverItsWindow) {
     EXPECT_TRUE(isColour(recording.log.last().at(2, 2), blue));
 }
 
+TEST_F(WindowSource, NeverShowsAFrameOutOfWhichItsWindowIsShifted) {
+    XClient manager(server.displayName());
+    const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);
+    const std::uint32_t frame = manager.makeWindow({50, 40, 210, 130}, blue, 0);
+    manager.reparentWindow(window, frame, 5, 25);
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    auto configuration = sizeOf(210, 130);
+    configuration.minimumFrameInterval = 2ms;
+    Recording recording(server, windowContent(window), configuration);
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 80, red));
+    constexpr std::size_t fewest = 20;
+    for (std::uint32_t i = 0; i < 100 || (i < 2000 && recording.log.count() < fewest); ++i) {
+        manager.fillWindow(frame, {0, 0, 10, 10}, i * 0x030507);
+        if (i % 2 == 0) {
+            manager.moveWindow(window, 5, -80);
+        } else {
+            manager.moveWindow(window, 5, 25);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(i % 7));
+    }
+    recording.log.waitForQuiet();
+    EXPECT_GE(recording.log.count(), fewest);
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_TRUE(isColour(recording.log.frame(i).at(100, 80), red)) << i;
+}
+
+TEST_F(WindowSource, FollowsWhatContainsTheWindowInItsFrame) {
+    XClient manager(server.displayName());
+    const std::uint32_t frame = manager.makeWindow({50, 40, 210, 130}, blue, 0);
+    const std::uint32_t inner = manager.makeWindow({5, 25, 200, 100}, grey, frame);
+    const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, inner);
+    client.mapWindow(window);
+    manager.mapWindow(inner);
+    manager.mapWindow(frame);
+    Recording recording(server, windowContent(window), sizeOf(210, 130));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 80, red));
+    manager.moveWindow(inner, 5, -80);
+    recording.log.waitForQuiet();
+    for (std::size_t i = 0; i < recording.log.count(); ++i)
+        EXPECT_TRUE(isColour(recording.log.frame(i).at(100, 80), red)) << i;
+    client.fillWindow(window, {0, 0, 200, 100}, green);
+    manager.moveWindow(inner, 5, 25);
+    client.fillWindow(window, {0, 0, 200, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, green));
+    // Into another frame.
+    const std::uint32_t other = manager.makeWindow({300, 200, 210, 130}, white, 0);
+    manager.reparentWindow(inner, other, 5, 25);
+    manager.mapWindow(other);
+    EXPECT_TRUE(comesToShow(recording.log, 2, 2, white));
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, red));
+    EXPECT_EQ(recording.log.endings(), 0u);
+}
+
 TEST_F(WindowSource, ShowsAWindowThatIsLargerThanItsFrame) {
     XClient manager(server.displayName());
     const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);

@@ -20,14 +20,14 @@ using namespace std::chrono_literals;
 // How long a program may take to draw its window again before the window is shown as it is.
 constexpr std::chrono::nanoseconds drawingPatience = 400ms;
 
+// Of the window and of all that contains it.
+constexpr std::uint32_t windowEvents =
+    XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
+
 const Connection& ready(const Connection& connection) {
     readyFixes(connection);
     readyComposite(connection);
     return connection;
-}
-
-void selectEvents(const Connection& connection, std::uint32_t window, std::uint32_t mask) {
-    xcb_change_window_attributes(connection.xcb(), window, XCB_CW_EVENT_MASK, &mask);
 }
 
 }  // namespace
@@ -46,8 +46,6 @@ WindowPicture::WindowPicture(const Connection& connection, std::uint32_t window,
             connection.extension(xcb_shape_id, "SHAPE").first_event + XCB_SHAPE_NOTIFY);
     }
     source_.keepsAspect = true;
-    selectEvents(connection, window,
-                 XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
     follow();
     source_.rect = frame_.seen.isEmpty() ? PixelRect{0, 0, 1, 1} : frame_.seen;
 }
@@ -76,8 +74,15 @@ bool WindowPicture::handle(const Event& event) {
         case XCB_UNMAP_NOTIFY:
             disappearanceNoticed_ = true;
             break;
+        case XCB_CONFIGURE_NOTIFY: {
+            // Shifted within its frame, out of sight perhaps. What a manager sends says only where
+            // on the screen it is.
+            const auto& notice = *static_cast<const xcb_configure_notify_event_t*>(event.record);
+            const bool isSent = (notice.response_type & 0x80) != 0;
+            disappearanceNoticed_ |= notice.window != topLevel_ && !isSent;
+            break;
+        }
         case XCB_MAP_NOTIFY:
-        case XCB_CONFIGURE_NOTIFY:
             break;
         case XCB_PROPERTY_NOTIFY: {
             const auto atom = static_cast<const xcb_property_notify_event_t*>(event.record)->atom;
@@ -104,7 +109,7 @@ void WindowPicture::follow() {
     structureNoticed_ = false;
     disappearanceNoticed_ = false;
     if (std::exchange(parentNoticed_, false)) {
-        const std::uint32_t topLevel = topLevelOf(connection_, window_);
+        const std::uint32_t topLevel = topLevelOf(connection_, window_, windowEvents);
         if (topLevel == 0) throwClosed();
         if (topLevel != topLevel_) {
             leave();
@@ -159,7 +164,6 @@ void WindowPicture::enter(std::uint32_t topLevel) {
     xcb_connection_t* xcb = connection_.xcb();
     topLevel_ = topLevel;
     frame_ = {};
-    if (topLevel != window_) selectEvents(connection_, topLevel, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, topLevel, true);
     // Where somebody has redirected it already, all of it is drawn.
     const std::uint32_t probe = xcb_generate_id(xcb);
@@ -188,7 +192,6 @@ void WindowPicture::leave() {
     damage_.reset();
     xcb_composite_unredirect_window(xcb, topLevel_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
     if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, topLevel_, false);
-    if (topLevel_ != window_) selectEvents(connection_, topLevel_, XCB_EVENT_MASK_NO_EVENT);
     topLevel_ = 0;
     xcb_flush(xcb);
 }
