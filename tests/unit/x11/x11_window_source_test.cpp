@@ -335,6 +335,21 @@ TEST_F(WindowSource, ShowsAWindowThatIsLargerThanItsFrame) {
     }
 }
 
+TEST_F(WindowSource, BeginsBlackWhileTheWindowIsRolledUp) {
+    XClient manager(server.displayName());
+    const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);
+    const std::uint32_t frame = manager.makeWindow({50, 40, 210, 20}, blue, 0);
+    manager.reparentWindow(window, frame, 5, 25);
+    manager.mapWindow(frame);
+    Recording recording(server, windowContent(window), sizeOf(210, 130));
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    EXPECT_TRUE(isColour(recording.log.frame(0).at(100, 65), black));
+    manager.resizeWindow(frame, 210, 130);
+    manager.mapWindow(window);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 80, red));
+}
+
 TEST_F(WindowSource, BeginsBlackWhileTheWindowIsMinimised) {
     const std::uint32_t window = client.makeWindow({50, 40, 200, 100}, red, 0);
     Recording recording(server, windowContent(window), sizeOf(200, 100));
@@ -343,6 +358,21 @@ TEST_F(WindowSource, BeginsBlackWhileTheWindowIsMinimised) {
     EXPECT_TRUE(isColour(recording.log.frame(0).at(100, 50), black));
     client.mapWindow(window);
     EXPECT_TRUE(comesToShow(recording.log, 100, 50, red));
+}
+
+TEST_F(WindowSource, ComesBackInTheShapeThatItWasGivenMeanwhile) {
+    const std::uint32_t window = client.openWindow({50, 40, 200, 100}, red);
+    Recording recording(server, windowContent(window), sizeOf(200, 100));
+    recording.start();
+    ASSERT_TRUE(recording.log.waitForCount(1));
+    client.setStates(window, {"_NET_WM_STATE_HIDDEN"});
+    recording.log.waitForQuiet();
+    client.shapeWindow(window, {{0, 0, 100, 100}});
+    recording.log.waitForQuiet();
+    EXPECT_TRUE(isColour(recording.log.last().at(150, 50), red));
+    client.setStates(window, {});
+    EXPECT_TRUE(comesToShow(recording.log, 150, 50, black));
+    EXPECT_TRUE(isColour(recording.log.last().at(50, 50), red));
 }
 
 TEST_F(WindowSource, EndsWhenTheWindowIsClosed) {

@@ -262,7 +262,14 @@ void WindowPicture::receive(RectVisitor& visitor) {
     }
     if (isUndrawn_ && waitsUntil_ && clock_.hostTime() < *waitsUntil_) return;
     waitsUntil_.reset();
-    if (newSource_ || hidden_ != source_.hidden) adopt();
+    if (!newSource_ && hidden_ == source_.hidden) return;
+    if (frame_.showsWindow) {
+        adopt();
+    } else {
+        // The last picture stands, or none.
+        newSource_ = true;
+        ready_ |= source_.drawable == 0;
+    }
 }
 
 void WindowPicture::adopt() {
