@@ -93,7 +93,8 @@ TEST_F(ApplicationSource, ShowsNothingOfOthersInAWindowThatDrawsNothing) {
     const std::uint32_t other = client.openWindow({400, 300, 100, 100}, red);
     recording.start();
     ASSERT_TRUE(log.waitForCount(1));
-    std::this_thread::sleep_for(100ms);
+    client.fillWindow(other, {50, 50, 20, 20}, white);
+    ASSERT_TRUE(comesToShow(log, 460, 360, white));  // it has noticed the window by now
     client.mapWindow(bare);
     const auto end = std::chrono::steady_clock::now() + 1100ms;
     for (std::uint32_t i = 1; std::chrono::steady_clock::now() < end; ++i) {

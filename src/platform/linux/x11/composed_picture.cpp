@@ -23,8 +23,8 @@ using namespace std::chrono_literals;
 constexpr std::chrono::nanoseconds paintingPatience = 400ms;
 
 // How long a window that may have been painted unnoticed is taken for unpainted, where that
-// matters.
-constexpr std::chrono::nanoseconds doubtPatience = 1s;
+// matters. Programs paint within some hundredths of a second, and menus are not to come late.
+constexpr std::chrono::nanoseconds doubtPatience = 100ms;
 
 constexpr xcb_render_color_t black{0, 0, 0, 0xFFFF};
 
