@@ -166,6 +166,19 @@ TEST_F(WindowSource, TheLastPictureStandsWhileAWindowIsMinimised) {
     EXPECT_TRUE(comesToShow(recording.log, 50, 50, blue));
 }
 
+TEST_F(WindowSource, GoesOnWhenAWindowGoesAndComesBackAtOnce) {
+    const std::uint32_t window = client.openWindow({50, 40, 200, 100}, red);
+    Recording recording(server, windowContent(window), sizeOf(200, 100));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 50, red));
+    for (int i = 0; i < 20; ++i) {
+        client.unmapWindow(window);
+        client.mapWindow(window);
+        client.fillWindow(window, {0, 0, 200, 100}, i % 2 == 0 ? green : blue);
+        ASSERT_TRUE(comesToShow(recording.log, 100, 50, i % 2 == 0 ? green : blue)) << i;
+    }
+}
+
 TEST_F(WindowSource, TheLastPictureStandsWhileAManagerMinimisesStepByStep) {
     XClient manager(server.displayName());
     const std::uint32_t window = client.makeWindow({0, 0, 200, 100}, red, 0);

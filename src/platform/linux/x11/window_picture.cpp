@@ -73,6 +73,8 @@ bool WindowPicture::handle(const Event& event) {
             break;
         case XCB_UNMAP_NOTIFY:
             disappearanceNoticed_ = true;
+            unmapNoticed_ |=
+                static_cast<const xcb_unmap_notify_event_t*>(event.record)->window == topLevel_;
             break;
         case XCB_CONFIGURE_NOTIFY: {
             // Shifted within its frame, out of sight perhaps. What a manager sends says only where
@@ -133,7 +135,9 @@ void WindowPicture::follow() {
         waitsUntil_.reset();
         return;
     }
-    const bool appeared = !before.viewable;
+    // It may have gone and come back since the last look.
+    const bool appeared = !before.viewable || unmapNoticed_;
+    unmapNoticed_ = false;
     const bool resized = frame_.outer.width != before.outer.width ||
                          frame_.outer.height != before.outer.height ||
                          frame_.border != before.border;

@@ -75,6 +75,7 @@ class WindowPicture final : public PictureContent {
     bool structureNoticed_ = true;
     bool shapeNoticed_ = true;
     bool disappearanceNoticed_ = false;
+    bool unmapNoticed_ = false;  // of the top level
 
     // What of the pixmap is hidden, on the pixmap: outside of the shape, or not drawn yet.
     ServerRegion outside_;
