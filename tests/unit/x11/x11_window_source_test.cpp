@@ -166,6 +166,38 @@ TEST_F(WindowSource, TheLastPictureStandsWhileAWindowIsMinimised) {
     EXPECT_TRUE(comesToShow(recording.log, 50, 50, blue));
 }
 
+TEST_F(WindowSource, AWindowThatComesBackShowsNothingOfWhatWasThere) {
+    client.fill({0, 0, 640, 480}, 0x808080);
+    const std::uint32_t window = client.openBareWindow({50, 40, 200, 100});
+    client.fillWindow(window, {0, 0, 200, 100}, red);
+    Recording recording(server, windowContent(window), sizeOf(200, 100));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 50, red));
+    const std::uint32_t other = client.openWindow({0, 0, 640, 480}, blue);
+    client.lowerWindow(other);
+    for (int i = 0; i < 3; ++i) {
+        SCOPED_TRACE(i);
+        const std::uint32_t before = i % 2 == 0 ? red : green;
+        const std::uint32_t after = i % 2 == 0 ? green : red;
+        client.unmapWindow(window);
+        recording.log.waitForQuiet();
+        EXPECT_TRUE(isColour(recording.log.last().at(100, 50), before));
+        client.mapWindow(window);
+        std::this_thread::sleep_for(std::chrono::milliseconds(100 * i));
+        client.fillWindow(window, {0, 0, 120, 100}, after);
+        // The rest is awaited for a while.
+        EXPECT_TRUE(comesToShow(recording.log, 100, 50, after));
+        EXPECT_TRUE(isColour(recording.log.last().at(150, 50), black));
+        client.fillWindow(window, {120, 0, 80, 100}, after);
+        EXPECT_TRUE(comesToShow(recording.log, 150, 50, after));
+    }
+    for (std::size_t i = 0; i < recording.log.count(); ++i) {
+        const Frame frame = recording.log.frame(i);
+        for (int x = 5; x < 200; x += 10)
+            ASSERT_LT(frame.at(x, 50).blue, 100) << i << ": " << x;
+    }
+}
+
 TEST_F(WindowSource, GoesOnWhenAWindowGoesAndComesBackAtOnce) {
     const std::uint32_t window = client.openWindow({50, 40, 200, 100}, red);
     Recording recording(server, windowContent(window), sizeOf(200, 100));

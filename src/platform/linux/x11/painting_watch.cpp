@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <span>
 #include <utility>
 
 #include <xcb/damage.h>
@@ -50,7 +49,9 @@ bool PaintingWatch::handle(const Event& event) {
     const auto& notice = *static_cast<const xcb_damage_notify_event_t*>(event.record);
     if (notice.damage != damage_) return false;
     if (reports_.size() < mostReports) {
-        reports_.push_back({notice.area.x, notice.area.y, notice.area.width, notice.area.height});
+        const bool more = (notice.level & 0x80) != 0;
+        reports_.push_back(
+            {{notice.area.x, notice.area.y, notice.area.width, notice.area.height}, !more});
     }
     return true;
 }
@@ -76,6 +77,11 @@ void PaintingWatch::expectAnew(const ServerRegion& region) {
     visibleIsReported_ = true;
 }
 
+void PaintingWatch::expectAfterFirstReport(const ServerRegion& region) {
+    unpainted_.add(region);
+    firstReportIsOwed_ = true;
+}
+
 void PaintingWatch::follow(const ServerRegion& visible) {
     if (!std::exchange(visibleIsReported_, false)) {
         appeared_.assign(visible);
@@ -92,24 +98,37 @@ void PaintingWatch::owe(const ServerRegion& region) {
     owed_.add(region);
 }
 
+void PaintingWatch::skipFirstReport() {
+    const auto end = std::find_if(reports_.begin(), reports_.end(),
+                                  [](const Rect& rect) { return rect.endsReport; });
+    firstReportIsOwed_ = end == reports_.end();
+    reports_.erase(reports_.begin(), firstReportIsOwed_ ? end : end + 1);
+}
+
+void PaintingWatch::count(std::span<const Rect> report, ServerRegion& painted) {
+    std::vector<PixelRect> rects;
+    rects.reserve(report.size());
+    for (const Rect& each : report)
+        rects.push_back(each.rect);
+    part_.assign(rects);
+    part_.subtract(owed_);
+    painted.add(part_);
+    part_.assign(rects);
+    owed_.subtract(part_);
+    again_.assign(part_);
+    again_.intersect(owedAgain_);
+    owed_.add(again_);
+    owedAgain_.subtract(part_);
+}
+
 void PaintingWatch::update(ServerRegion& painted) {
     painted.clear();
-    const auto count = [&](std::span<const PixelRect> report) {
-        part_.assign(report);
-        part_.subtract(owed_);
-        painted.add(part_);
-        part_.assign(report);
-        owed_.subtract(part_);
-        again_.assign(part_);
-        again_.intersect(owedAgain_);
-        owed_.add(again_);
-        owedAgain_.subtract(part_);
-    };
-    const std::span<const PixelRect> reports(reports_);
+    if (firstReportIsOwed_) skipFirstReport();
+    const std::span<const Rect> reports(reports_);
     const std::size_t single = std::min(reports.size(), mostSingleReports);
     for (std::size_t i = 0; i < single; ++i)
-        count(reports.subspan(i, 1));
-    if (single < reports.size()) count(reports.subspan(single));
+        count(reports.subspan(i, 1), painted);
+    if (single < reports.size()) count(reports.subspan(single), painted);
     reports_.clear();
     painted.intersect(unpainted_);
     unpainted_.subtract(painted);

@@ -12,6 +12,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "platform/linux/x11/connection.h"
@@ -38,11 +39,15 @@ class PaintingWatch {
     // server the first time.
     bool sawTheBeginning();
 
-    // That part shows what the screen showed. It is about to be mapped, or what was visible when
-    // the watch began is painted.
+    // That part is to be painted. Either the window was not viewable when the watch began, or it
+    // was, and what of it was visible then is painted.
     void expect(const ServerRegion& region, bool visibleIsPainted);
     // The same, but the server has reported, or will once, all of it unpainted.
     void expectAnew(const ServerRegion& region);
+    // The same for a window that was not viewable when the watch began, for those who do not
+    // follow() it: the first report is the server's own. Right unless all of it is covered when it
+    // is mapped; then what is painted first counts the next time that it is painted.
+    void expectAfterFirstReport(const ServerRegion& region);
     // This is visible on the screen now; the server reports by itself what has not been before.
     void follow(const ServerRegion& visible);
     // The window was moved: its pixels are copied, painted or not.
@@ -52,7 +57,14 @@ class PaintingWatch {
     const ServerRegion& unpainted() const { return unpainted_; }
 
   private:
+    struct Rect {
+        PixelRect rect;
+        bool endsReport;
+    };
+
     void owe(const ServerRegion& region);
+    void skipFirstReport();
+    void count(std::span<const Rect> report, ServerRegion& painted);
 
     const std::uint32_t window_;
     const Connection& connection_;
@@ -60,7 +72,8 @@ class PaintingWatch {
     std::uint32_t damage_;
     unsigned attributesRequest_;
     std::optional<bool> sawTheBeginning_;
-    std::vector<PixelRect> reports_;
+    std::vector<Rect> reports_;
+    bool firstReportIsOwed_ = false;
     ServerRegion unpainted_;
     ServerRegion owed_;
     ServerRegion owedAgain_;  // once more

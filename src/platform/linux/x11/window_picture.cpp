@@ -39,8 +39,7 @@ WindowPicture::WindowPicture(const Connection& connection, std::uint32_t window,
       window_(window),
       atoms_(connection),
       outside_(connection),
-      undrawn_(connection),
-      drawnUnnoticed_(connection) {
+      undrawn_(connection) {
     if (connection.has(xcb_shape_id)) {
         shapeNoticeType_ = static_cast<std::uint8_t>(
             connection.extension(xcb_shape_id, "SHAPE").first_event + XCB_SHAPE_NOTIFY);
@@ -56,6 +55,7 @@ WindowPicture::~WindowPicture() {
 
 bool WindowPicture::handle(const Event& event) {
     if (damage_ && damage_->handle(event)) return true;
+    if (watch_ && watch_->handle(event)) return true;
     if (shapeNoticeType_ != 0 && event.type == shapeNoticeType_) {
         const auto& notice = *static_cast<const xcb_shape_notify_event_t*>(event.record);
         shapeNoticed_ |= notice.affected_window == topLevel_;
@@ -104,7 +104,8 @@ bool WindowPicture::check() {
 }
 
 bool WindowPicture::noticed() const {
-    return structureNoticed_ || shapeNoticed_ || (damage_ && damage_->noticed());
+    return structureNoticed_ || shapeNoticed_ || (damage_ && damage_->noticed()) ||
+           (isUndrawn_ && watch_ && watch_->noticed());
 }
 
 void WindowPicture::follow() {
@@ -130,9 +131,9 @@ void WindowPicture::follow() {
     if (!frame_.viewable) {
         // The last picture stands.
         ready_ |= source_.drawable == 0;
-        hasJustGone_ = before.viewable;
         newSource_ = false;
         waitsUntil_.reset();
+        if (before.viewable || !watch_) watch_.emplace(connection_, topLevel_);
         return;
     }
     // It may have gone and come back since the last look.
@@ -148,20 +149,28 @@ void WindowPicture::follow() {
     }
     newSource_ = true;
     shapeNoticed_ = true;
-    if (appeared && std::exchange(isFresh_, true)) {
-        // What of the window was not visible is drawn into it now.
-        undrawn_.assign({frame_.border, frame_.border, frame_.outer.width - 2 * frame_.border,
-                         frame_.outer.height - 2 * frame_.border});
-        drawnUnnoticed_.moveBy(frame_.border, frame_.border);
-        undrawn_.subtract(drawnUnnoticed_);
-        drawnUnnoticed_.clear();
-        isUndrawn_ = true;
-        waitsUntil_ = clock_.hostTime() + drawingPatience;
-    } else if (resized && isUndrawn_) {
-        // What is drawn of the new size comes as damage; what the old one lacked does not matter.
+    if (appeared || resized) {
+        // What is drawn of a new size comes as damage; what the old one lacked does not matter.
         isUndrawn_ = false;
         waitsUntil_.reset();
     }
+    if (appeared) awaitDrawing();
+    if (!isUndrawn_) watch_.reset();
+}
+
+// What of the window was not visible when it was redirected is drawn into it now, or all of it when
+// it was mapped. Not all that is drawn is known of one that has gone and come back unnoticed.
+void WindowPicture::awaitDrawing() {
+    const bool beginsVisible = std::exchange(beginsVisible_, false);
+    if (watch_ && !watch_->sawTheBeginning()) watch_.reset();
+    if (!watch_ && !beginsVisible) return;
+    undrawn_.assign(PixelRect{0, 0, frame_.outer.width - 2 * frame_.border,
+                              frame_.outer.height - 2 * frame_.border});
+    if (watch_ && redirectedByOthers_) watch_->expect(undrawn_, false);
+    if (watch_ && !redirectedByOthers_) watch_->expectAfterFirstReport(undrawn_);
+    undrawn_.moveBy(frame_.border, frame_.border);
+    isUndrawn_ = true;
+    waitsUntil_ = clock_.hostTime() + drawingPatience;
 }
 
 void WindowPicture::enter(std::uint32_t topLevel) {
@@ -173,7 +182,8 @@ void WindowPicture::enter(std::uint32_t topLevel) {
     const std::uint32_t probe = xcb_generate_id(xcb);
     const auto cookie = xcb_composite_name_window_pixmap_checked(xcb, topLevel, probe);
     const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, cookie));
-    isFresh_ = refusal != nullptr;
+    redirectedByOthers_ = refusal == nullptr;
+    beginsVisible_ = !redirectedByOthers_;
     if (!refusal) xcb_free_pixmap(xcb, probe);
     // What is visible when the window is redirected stays, and the server tells what is drawn of
     // the rest. Nothing may cover it between the two.
@@ -194,6 +204,7 @@ void WindowPicture::leave() {
     if (topLevel_ == 0) return;
     xcb_connection_t* xcb = connection_.xcb();
     damage_.reset();
+    watch_.reset();
     xcb_composite_unredirect_window(xcb, topLevel_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
     if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, topLevel_, false);
     topLevel_ = 0;
@@ -226,10 +237,6 @@ void WindowPicture::request() {
     if (structureNoticed_) follow();
     asksForDamage_ = damage_.has_value();
     if (asksForDamage_) damage_->request();
-    // What is left from before it went says nothing of its next picture.
-    if (const bool hadGone = std::exchange(hasJustGone_, false);
-        asksForDamage_ && !hadGone && !frame_.viewable)
-        drawnUnnoticed_.add(damage_->region());
     asksForHidden_ = pixmap_ != 0 && frame_.viewable && (shapeNoticed_ || isUndrawn_ || newSource_);
     if (!asksForHidden_) {
         shapeNoticed_ = false;
@@ -238,7 +245,11 @@ void WindowPicture::request() {
     if (shapeNoticed_) askForShape();
     if (isUndrawn_ && asksForDamage_) {
         ServerRegion drawn(connection_);
-        drawn.assign(damage_->region());
+        if (watch_) {
+            watch_->update(drawn);
+        } else {
+            drawn.assign(damage_->region());
+        }
         drawn.moveBy(frame_.border, frame_.border);
         undrawn_.subtract(drawn);
     }
@@ -263,6 +274,7 @@ void WindowPicture::receive(RectVisitor& visitor) {
         const std::size_t others = hidden_.size();
         undrawn_.receiveRects(undrawnRequest_, hide);
         isUndrawn_ = hidden_.size() > others;
+        if (!isUndrawn_) watch_.reset();
     }
     if (isUndrawn_ && waitsUntil_ && clock_.hostTime() < *waitsUntil_) return;
     waitsUntil_.reset();

@@ -12,6 +12,7 @@
 
 #include "platform/linux/x11/connection.h"
 #include "platform/linux/x11/damage_tracker.h"
+#include "platform/linux/x11/painting_watch.h"
 #include "platform/linux/x11/picture_content.h"
 #include "platform/linux/x11/server_region.h"
 #include "platform/linux/x11/window_frame.h"
@@ -53,6 +54,7 @@ class WindowPicture final : public PictureContent {
     void leave();
     bool nameThePicture();
     void askForShape();
+    void awaitDrawing();
     void adopt();
     [[noreturn]] void throwClosed() const;
 
@@ -80,13 +82,13 @@ class WindowPicture final : public PictureContent {
     // What of the pixmap is hidden, on the pixmap: outside of the shape, or not drawn yet.
     ServerRegion outside_;
     ServerRegion undrawn_;
-    // What was drawn after the window had appeared and before that was noticed.
-    ServerRegion drawnUnnoticed_;
-    bool hasJustGone_ = false;
+    // While it is not viewable, and until it is drawn after that.
+    std::optional<PaintingWatch> watch_;
+    bool redirectedByOthers_ = false;
     std::vector<PixelRect> hidden_;
-    bool isFresh_ = true;     // its pixmap begins with what happened to be on the screen
-    bool isUndrawn_ = false;  // undrawn_ is not empty
-    bool newSource_ = false;  // to be adopted when it is drawn, or when it was waited for
+    bool beginsVisible_ = false;  // it was redirected, and what of it was visible is drawn
+    bool isUndrawn_ = false;      // undrawn_ is not empty
+    bool newSource_ = false;      // to be adopted when it is drawn, or when it was waited for
     std::optional<support::MediaTime> waitsUntil_;
     bool asksForHidden_ = false;
     bool asksForDamage_ = false;
