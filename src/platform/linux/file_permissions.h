@@ -13,7 +13,9 @@ namespace quorvane::platform {
 inline int setPermissions(int descriptor, mode_t mode) {
     constexpr mode_t all = 07777;
     if (fchmod(descriptor, mode & all) == 0) return 0;
-    const bool keepsNone = errno == EPERM || errno == EOPNOTSUPP || errno == ENOSYS;
+    // EACCES: what file systems over the network make of EPERM.
+    const bool keepsNone =
+        errno == EPERM || errno == EACCES || errno == EOPNOTSUPP || errno == ENOSYS;
     return keepsNone ? 0 : errno;
 }
 

@@ -15,8 +15,12 @@ using support::MutexLock;
 
 // Killed at any moment, a movie lacks this and what the encoders hold, well under 2 s.
 constexpr auto fragmentLength = 500ms;
-// What waits for a slow disk is no less than this to it, and no more is lost when it fails.
-constexpr std::chrono::milliseconds longestFragment = 1s;
+// What waited for a slow disk is written in fragments of so much of each track, so that no more is
+// lost when the disk fails: of as little as it catches up with, at several times the recording's
+// pace.
+constexpr std::chrono::milliseconds shortestCatchUp = 1s;
+constexpr std::chrono::milliseconds longestCatchUp = 16s;
+constexpr int catchUpPace = 16;
 constexpr auto pictureUpdatePeriod = 1s;
 // How often the file's thread looks at the clock; an append that is due wakes it at once.
 constexpr auto tick = 250ms;
@@ -32,7 +36,7 @@ std::int64_t rescale(std::int64_t value, std::uint32_t from, std::uint32_t to) {
 }  // namespace
 
 MovieFile::MovieFile(const support::Clock& clock, const MovieFileOptions& options)
-    : clock_(clock), options_(options) {}
+    : clock_(clock), options_(options), catchUp_(shortestCatchUp) {}
 
 void MovieFile::create(const std::string& path, std::vector<isobmff::TrackDescription> tracks) {
     tracks_ = std::move(tracks);
@@ -186,8 +190,10 @@ void MovieFile::writeFragments() {
         }
         const bool updated = updateLastPicture(now);
         while (hasFragment) {
+            const auto begin = clock_.hostTime();
             const auto written = writeFragment(now);
             if (written == 0) break;
+            adaptCatchUp(clock_.hostTime() - begin);
             MutexLock lock(mutex_);
             pendingBytes_ -= written;
             if (ending_ == Ending::cancel) return;
@@ -198,6 +204,14 @@ void MovieFile::writeFragments() {
         MutexLock lock(mutex_);
         if (!over && !due_ && ending_ == Ending::none && !allEnded())
             changed_.wait_for(mutex_, tick);
+    }
+}
+
+void MovieFile::adaptCatchUp(std::chrono::nanoseconds took) {
+    if (took * catchUpPace > catchUp_) {
+        catchUp_ = std::min(catchUp_ * 2, longestCatchUp);
+    } else if (took * catchUpPace * 4 < catchUp_) {
+        catchUp_ = std::max(catchUp_ / 2, shortestCatchUp);
     }
 }
 
@@ -250,34 +264,19 @@ std::int64_t MovieFile::ticksAt(MediaTime time, std::uint32_t timescale) const {
 }
 
 std::int64_t MovieFile::writeFragment(MediaTime now) {
-    std::optional<std::int64_t> begin;  // ms
-    for (std::size_t index = 0; index < tracks_.size(); ++index) {
-        const auto& pending = writing_[index];
-        if (pending.writtenSamples == pending.samples.size()) continue;
-        const auto first =
-            rescale(pending.samples[pending.writtenSamples].time, tracks_[index].timescale, 1000);
-        begin = std::min(begin.value_or(first), first);
-    }
-    if (!begin) {
-        for (auto& pending : writing_) {
-            pending.data.clear();
-            pending.samples.clear();
-            pending.writtenBytes = pending.writtenSamples = 0;
-        }
-        return 0;
-    }
     fragmentTracks_.clear();
     fragmentStates_.clear();
     for (std::size_t index = 0; index < tracks_.size(); ++index) {
         const auto& description = tracks_[index];
         const auto& samples = writing_[index].samples;
+        const auto from = writing_[index].writtenSamples;
+        // Of each track from its own time on: one without sound lags behind for ever.
         const auto isInside = [&](const PendingSample& sample) {
-            return rescale(sample.time, description.timescale, 1000) <
-                   *begin + longestFragment.count();
+            return rescale(sample.time - samples[from].time, description.timescale, 1000) <
+                   catchUp_.count();
         };
         auto& state = states_[index];
         state.fragment.clear();
-        const auto from = writing_[index].writtenSamples;
         for (auto each = from; each < samples.size() && isInside(samples[each]); ++each) {
             std::int64_t duration = description.sampleDuration;
             if (duration == 0) {
@@ -293,6 +292,14 @@ std::int64_t MovieFile::writeFragment(MediaTime now) {
         fragmentTracks_.push_back({isobmff::trackID(index), samples[from].time,
                                    description.sampleDuration != 0, state.fragment});
         fragmentStates_.push_back(index);
+    }
+    if (fragmentTracks_.empty()) {
+        for (auto& pending : writing_) {
+            pending.data.clear();
+            pending.samples.clear();
+            pending.writtenBytes = pending.writtenSamples = 0;
+        }
+        return 0;
     }
     fragmentPlaces_.resize(fragmentTracks_.size());
     fragmentHeader_.clear();

@@ -1,7 +1,7 @@
 // Writes encoded samples to the movie on disk, from a thread of its own, so that a slow disk never
 // holds up an encoder: about every half second what has come since becomes a fragment, which is
-// flushed to the disk; after a stall, one for each second of it. The file is a playable movie from
-// the first fragment on.
+// flushed to the disk; after a stall, one for each second of it, or more on a slow disk. The file is
+// a playable movie from the first fragment on.
 // The picture's track: the last picture lasts until the next one. While none comes, its duration
 // on disk is brought up to date every second, so that a movie whose process is killed in front of a
 // still screen is as long as the recording was.
@@ -14,6 +14,7 @@
 // PlatformError, thrown by create() and else reported to Events.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <exception>
@@ -115,6 +116,7 @@ class MovieFile {
     // second, how many bytes of samples; 0 when nothing is left to write.
     bool updateLastPicture(support::MediaTime now);
     std::int64_t writeFragment(support::MediaTime now);
+    void adaptCatchUp(std::chrono::nanoseconds took);
     void setLastDuration(TrackState& state, std::int64_t duration);
     std::int64_t ticksAt(support::MediaTime time, std::uint32_t timescale) const;
     void setEnds(const std::vector<std::optional<std::int64_t>>& ends);
@@ -146,6 +148,7 @@ class MovieFile {
     std::vector<std::size_t> fragmentStates_;
     isobmff::BoxWriter fragmentHeader_;
     std::uint32_t sequenceNumber_ = 0;
+    std::chrono::milliseconds catchUp_;  // a fragment's most of each track
     std::optional<support::MediaTime> sessionBegin_;
     support::MediaTime lastFragment_{};
     support::MediaTime lastUpdate_{};
