@@ -200,6 +200,11 @@ std::exception_ptr ScreenCaptureRecorder::failure() const {
     return failure_;
 }
 
+bool ScreenCaptureRecorder::hasMovie() const {
+    MutexLock lock(stateLock_);
+    return hasMovie_;
+}
+
 bool ScreenCaptureRecorder::isFinished() const {
     MutexLock lock(stateLock_);
     return finished_;
@@ -243,6 +248,8 @@ void ScreenCaptureRecorder::appendScreenSample(const SampleBufferPtr& sampleBuff
         }
         writer_->startSession(*time);
         sessionStartTime_ = time;
+        MutexLock lock(stateLock_);
+        hasMovie_ = true;
     }
     if (writer_->status() != MovieWriterStatus::writing) return;
     if (videoInput_ == nullptr || !videoInput_->isReadyForMoreMediaData()) return;

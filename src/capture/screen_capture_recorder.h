@@ -38,6 +38,9 @@ class ScreenCaptureRecorder final : public platform::StreamOutput,
     support::Async<> waitUntilFinished();
     // Why the recording failed; null when it succeeded. The last problem before the end counts.
     std::exception_ptr failure() const QUORVANE_EXCLUDES(stateLock_);
+    // Whether there is a movie of its own, whole or not: a recorder that is stopped before there
+    // is a stream ends without a failure and without one.
+    bool hasMovie() const QUORVANE_EXCLUDES(stateLock_);
 
     // Applies a mute command between two audio buffers and answers it.
     void applyAudioCommand(const control::RecorderCommand& command);
@@ -103,6 +106,7 @@ class ScreenCaptureRecorder final : public platform::StreamOutput,
     std::shared_ptr<platform::CaptureStream> stream_ QUORVANE_GUARDED_BY(stateLock_);
     std::optional<support::Continuation<>> finishContinuation_ QUORVANE_GUARDED_BY(stateLock_);
     std::shared_ptr<support::WorkItem> stopFallback_ QUORVANE_GUARDED_BY(stateLock_);
+    bool hasMovie_ QUORVANE_GUARDED_BY(stateLock_) = false;
     bool finished_ QUORVANE_GUARDED_BY(stateLock_) = false;
     bool stopStarted_ QUORVANE_GUARDED_BY(stateLock_) = false;
     std::exception_ptr failure_ QUORVANE_GUARDED_BY(stateLock_);

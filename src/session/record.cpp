@@ -38,12 +38,13 @@ support::Async<> record(cli::RecordingRequest request, platform::Platform& platf
         source->cancel();
     if (const auto failure = recorder->failure()) std::rethrow_exception(failure);
 
-    // Before the mix-down, so that the copy keeps the separate audio tracks.
-    postprocess::preserveRawRecordingIfNeeded(outputPath, rawOutputPath, platform.files);
+    // Before the mix-down, so that the copy keeps the separate audio tracks. Without a movie an
+    // older copy stays.
+    if (recorder->hasMovie())
+        postprocess::preserveRawRecordingIfNeeded(outputPath, rawOutputPath, platform.files);
     control::RecorderMessage processing;
     processing.kind = control::RecorderMessage::Kind::processing;
     events.send(processing);
-    // Stopped before there was a stream, the recorder ends without a failure and without a movie.
     // This opens the movie, whatever there is to mix, so success always means one that plays.
     co_await postprocess::mixDownRecordingAudioTracksIfNeeded(outputPath, platform, events);
 }

@@ -116,9 +116,11 @@ TEST_F(Record, AFailedRecordingIsNotProcessed) {
     EXPECT_THAT(sim.process.kinds(), ElementsAre("started", "finishing"));
 }
 
-TEST_F(Record, StoppedBeforeThereIsAStreamTheMissingMovieIsTheError) {
+TEST_F(Record, StoppedBeforeThereIsAStreamTheMissingMovieIsTheErrorAndAnOlderCopyStays) {
     sim.content.error = nullptr;
-    const auto outcome = run();
+    auto request = screenRequest();
+    request.rawOutputPath = "/raw/movie.mp4";
+    const auto outcome = run(std::move(request));
     // The signal comes while the content is being fetched.
     ASSERT_TRUE(sim.dispatch.advanceUntil([&] { return sim.process.liveSources == 3; }, 1s));
     sim.process.raise(Signal::terminate);
@@ -127,6 +129,7 @@ TEST_F(Record, StoppedBeforeThereIsAStreamTheMissingMovieIsTheError) {
     ASSERT_TRUE(outcome->ended);
     EXPECT_NE(outcome->text(), "");
     EXPECT_FALSE(sim.writers.movieExists);
+    EXPECT_THAT(sim.files.calls, IsEmpty());
 }
 
 TEST_F(Record, StoppedBeforeThereIsAStreamAnOlderMovieAtThePathIsLeftAlone) {
