@@ -1,7 +1,7 @@
 // Writes encoded samples to the movie on disk, from a thread of its own, so that a slow disk never
 // holds up an encoder: about every half second what has come since becomes a fragment, which is
-// flushed to the disk; after a stall, one for each second of it, or more on a slow disk. The file is
-// a playable movie from the first fragment on.
+// flushed to the disk; after a stall, one for each second of it, or for more on a slow disk. The
+// file is a playable movie from the first fragment on.
 // The picture's track: the last picture lasts until the next one. While none comes, its duration
 // on disk is brought up to date every second, so that a movie whose process is killed in front of a
 // still screen is as long as the recording was.

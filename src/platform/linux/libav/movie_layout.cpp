@@ -28,8 +28,8 @@ constexpr std::int64_t worthwhilePadding = 64 << 10;
 // only padding is to be saved, nobody should wait long.
 constexpr auto patienceForTheIndex = 40s;
 constexpr auto patienceForPadding = 5s;
-// The first piece of a copy. They grow while a piece takes less than this, up to a size that is soon
-// written also when the disk's own cache is full.
+// The first piece of a copy. They grow while a piece takes less than this, up to a size that is
+// soon written also when the disk's own cache is full.
 constexpr std::int64_t smallestPiece = 1 << 20;
 constexpr std::int64_t largestPiece = 32 << 20;
 constexpr auto shortTime = 200ms;
