@@ -507,6 +507,24 @@ TEST_F(BareWindows, ThatAreMovedOrUncoveredBeforeTheyDrawShowNothingOfWhatIsLeft
     EXPECT_TRUE(comesToShow(recording.log, 120, 120, blue));
 }
 
+TEST_F(BareWindows, ThatAreMovedOrCoveredAtOnceShowNothingOfWhatIsLeftOut) {
+    const std::uint32_t bare = client.makeBareWindow({150, 150, 100, 100});
+    const std::uint32_t beneath = client.makeBareWindow({110, 250, 300, 40});
+    letItBeSeen();
+    // Before the recorder looks, as like as not.
+    client.mapWindow(bare);
+    client.moveWindow(bare, 160, 150);
+    client.moveWindow(bare, 160, 155);
+    client.mapWindow(beneath);
+    client.raiseWindow(left);
+    drawForAWhile();
+    expectNoRed();
+    client.fillWindow(bare, {0, 0, 100, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, green));
+    client.fillWindow(beneath, {0, 0, 300, 40}, blue);
+    EXPECT_TRUE(comesToShow(recording.log, 130, 270, blue));
+}
+
 TEST_F(BareWindows, ThatGrowShowNothingOfWhatIsLeftOut) {
     const std::uint32_t bare = client.openBareWindow({20, 150, 70, 100});
     client.fillWindow(bare, {0, 0, 70, 100}, green);

@@ -135,6 +135,16 @@ ComposedPicture::~ComposedPicture() {
     xcb_flush(xcb);
 }
 
+void ComposedPicture::pause() {
+    paused_ = true;
+    watches_.clear();
+    // They come back as windows of which nothing is known.
+    for (const auto& window : windows_) {
+        if (window->watch() != nullptr) dirty_.add(window->visible);
+    }
+    std::erase_if(windows_, [](const auto& window) { return window->watch() != nullptr; });
+}
+
 void ComposedPicture::exclude(std::vector<std::uint32_t> topLevels) {
     if (topLevels == excluded_) return;
     excluded_ = std::move(topLevels);
@@ -153,10 +163,12 @@ bool ComposedPicture::handle(const Event& event) {
                 window->noticed = true;
                 return true;
             }
-            if (window->watch() != nullptr && window->watch()->handle(event)) return true;
         }
     }
-    if (watches_.handle(event)) return true;
+    for (const auto& window : windows_) {
+        if (window->watch() != nullptr && window->watch()->handle(event)) return true;
+    }
+    if (!paused_ && watches_.handle(event)) return true;
     if (manager_.handle(event)) {
         managerChanged_ = true;
         return true;
@@ -177,6 +189,7 @@ bool ComposedPicture::noticed() const {
 
 std::optional<support::MediaTime> ComposedPicture::nextQuestion() const {
     auto next = waitsUntil_;
+    if (const auto end = watches_.nextEnd(); end && (!next || *end < *next)) next = end;
     for (const auto& window : windows_) {
         if (const auto until = window->awaitsUntil(); until && (!next || *until < *next)) {
             next = until;
@@ -190,22 +203,26 @@ void ComposedPicture::awaitPainting(ComposedWindow& window) {
     if (!watch) return;
     assignInside(part_, window, secret_);
     std::optional<support::MediaTime> until;
-    if (watch->sawTheBeginning()) {
-        watch->expect(part_, false);
-    } else {
+    if (!watch->sawTheBeginning()) {
         watch->expectAnew(part_);
         until = clock_.hostTime() + doubtPatience;
+    } else if (manager_.runs()) {
+        watch->expect(part_);
+    } else {
+        watch->expectAfterFirstReport(part_);
     }
     window.awaitPainting(std::move(watch), until);
 }
 
 // It may have been painted before that is noticed.
 void ComposedPicture::awaitRepainting(ComposedWindow& window) {
-    if (window.watch() == nullptr) {
-        window.awaitPainting(std::make_unique<PaintingWatch>(connection_, window.window()), {});
-    }
     assignInside(part_, window, secret_);
-    window.watch()->expectAnew(part_);
+    if (window.watch() != nullptr) {
+        window.watch()->expectFromResizing(part_);
+    } else {
+        window.awaitPainting(std::make_unique<PaintingWatch>(connection_, window.window()), {});
+        window.watch()->expectAnew(part_);
+    }
     window.awaitPaintingUntil(clock_.hostTime() + doubtPatience);
 }
 
@@ -257,7 +274,7 @@ std::vector<bool> ComposedPicture::takeWindows() {
         } else if (firstLook_ && window.watch() != nullptr) {
             cover_.assign(PixelRect{0, 0, area_.width, area_.height});
             assignInside(part_, window, cover_);
-            window.watch()->expect(part_, true);
+            window.watch()->expect(part_);
         } else if (window.wasResized()) {
             awaitRepainting(window);
         }
@@ -298,6 +315,7 @@ void ComposedPicture::findSecret() {
 }
 
 void ComposedPicture::assignShapeTo(ServerRegion& region, const TopLevel& state) const {
+    region.clear();  // which it stays when the window is gone
     region.assignShapeOf(state.window);
     region.moveBy(state.outer.x + state.border - area_.x, state.outer.y + state.border - area_.y);
 }
@@ -305,7 +323,7 @@ void ComposedPicture::assignShapeTo(ServerRegion& region, const TopLevel& state)
 // Of the windows that are still to be painted, what the screen shows.
 void ComposedPicture::followVisible() {
     const auto waits = [](const auto& window) { return window->watch() != nullptr; };
-    // One that redirects by hand is told of what is painted alone.
+    // One that redirects by hand has no such reports.
     if (manager_.runs() || std::none_of(windows_.begin(), windows_.end(), waits)) return;
     ServerRegion above(connection_);
     ServerRegion visible(connection_);
@@ -394,6 +412,8 @@ void ComposedPicture::takePaintings() {
     for (const auto& window : windows_) {
         if (window->watch() == nullptr || !window->watch()->noticed()) continue;
         window->watch()->update(part_);
+        if (window->watch()->isDoubtful() && !window->awaitsUntil())
+            window->awaitPaintingUntil(clock_.hostTime() + doubtPatience);
         window->moveToArea(part_, area_);
         part_.intersect(window->visible);
         dirty_.add(part_);
@@ -455,6 +475,8 @@ void ComposedPicture::request() {
         (showsAll() && backdrop_.noticed())) {
         restack();
     }
+    paused_ = false;
+    watches_.end(clock_.hostTime());
     endPatience();
     takePaintings();
     if (std::exchange(backdropRefreshed_, false)) dirty_.add(background_);

@@ -48,6 +48,9 @@ class ComposedPicture {
     // These children of the root window are left out from the next request() on.
     void exclude(std::vector<std::uint32_t> topLevels);
 
+    // Nothing is asked of it until the next request(), and nothing more is watched.
+    void pause();
+
     bool handle(const Event& event);
     bool noticed() const;
     std::optional<support::MediaTime> nextQuestion() const;
@@ -116,6 +119,7 @@ class ComposedPicture {
     ServerRegion part_;
 
     bool firstLook_ = true;
+    bool paused_ = false;
     std::optional<support::MediaTime> waitsUntil_;
     unsigned dirtyRequest_ = 0;
     std::optional<unsigned> rootRequest_;

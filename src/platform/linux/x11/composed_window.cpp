@@ -45,7 +45,6 @@ bool ComposedWindow::update(const TopLevel& state, const RenderFormats& formats,
         first || anew || resized_ || state.opacity != old.opacity || showsAlpha != showsAlpha_;
     showsAlpha_ = showsAlpha;
     if (reshaped) shape_.assignShapeOf(state.window);
-    if (watch_ && !resized_ && state.outer != old.outer) watch_->moved();
     if (renamed) {
         const RenderFormat format = formats.ofVisual(state.visual);
         releasePicture();

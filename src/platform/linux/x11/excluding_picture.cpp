@@ -77,6 +77,7 @@ void ExcludingPicture::useComposed(bool composes) {
     if (composed_) composed_->exclude(topLevels_);
     if (composes == composes_) return;
     composes_ = composes;
+    if (!composes) composed_->pause();
     const unsigned version = source_.version + 1;
     source_ = composes ? composedSource(display_.source(), *composed_) : display_.source();
     source_.version = version;

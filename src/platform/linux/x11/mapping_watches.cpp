@@ -17,24 +17,27 @@ constexpr std::chrono::nanoseconds showingPatience = 1s;
 }  // namespace
 
 bool MappingWatches::handle(const Event& event) {
+    for (const Entry& each : entries_) {
+        if (each.watch->handle(event)) return true;
+    }
     switch (event.type) {
         case XCB_CREATE_NOTIFY: {
             const auto& notice = *static_cast<const xcb_create_notify_event_t*>(event.record);
             if (notice.parent == connection_.root()) watch(notice.window);
-            return false;
+            break;
         }
         case XCB_UNMAP_NOTIFY: {
             const auto& notice = *static_cast<const xcb_unmap_notify_event_t*>(event.record);
             if (notice.event == connection_.root()) watch(notice.window);
-            return false;
+            break;
         }
         case XCB_DESTROY_NOTIFY:
             forget(static_cast<const xcb_destroy_notify_event_t*>(event.record)->window);
-            return false;
+            break;
         default:
-            return std::any_of(entries_.begin(), entries_.end(),
-                               [&](const Entry& each) { return each.watch->handle(event); });
+            break;
     }
+    return false;
 }
 
 void MappingWatches::watch(std::uint32_t window) {
@@ -67,8 +70,25 @@ void MappingWatches::update(std::span<const TopLevel> windows,
         mappings_[state.life] = state.mappings;
         if (known == old.end()) continue;
         if (!known->until) known->until = now + showingPatience;
-        if (now < *known->until) entries_.push_back(std::move(*known));
+        entries_.push_back(std::move(*known));
     }
+}
+
+std::optional<support::MediaTime> MappingWatches::nextEnd() const {
+    std::optional<support::MediaTime> next;
+    for (const Entry& each : entries_) {
+        if (each.until && (!next || *each.until < *next)) next = each.until;
+    }
+    return next;
+}
+
+void MappingWatches::end(support::MediaTime now) {
+    std::erase_if(entries_, [&](const Entry& each) { return each.until && now >= *each.until; });
+}
+
+void MappingWatches::clear() {
+    entries_.clear();
+    mappings_.clear();
 }
 
 std::unique_ptr<PaintingWatch> MappingWatches::take(const TopLevel& window) {

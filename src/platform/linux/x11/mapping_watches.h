@@ -22,16 +22,21 @@ class MappingWatches {
   public:
     explicit MappingWatches(const Connection& connection) : connection_(connection) {}
 
-    // Takes a look at the root window's events too, but they are not its own. True for a report of
-    // one of its watches.
+    // Takes note of the root window's events, but they are not its own. True for a report of one of
+    // its watches.
     bool handle(const Event& event);
     // As the windows are now. What is left out is not watched: it may be a frame, and still show
     // what was in it when it is none any more.
     void update(std::span<const TopLevel> windows, std::span<const std::uint32_t> leftOut,
                 support::MediaTime now);
-    // The watch of a window that comes to be shown; null when it was mapped before the last
-    // update().
+    // The watch of a window that comes to be shown; null when it has been mapped for long.
     std::unique_ptr<PaintingWatch> take(const TopLevel& window);
+    // A window that is not shown for some time after it was mapped is not watched any longer: when
+    // that is to be ended, by calling end().
+    std::optional<support::MediaTime> nextEnd() const;
+    void end(support::MediaTime now);
+    // Forgets all windows.
+    void clear();
 
   private:
     void watch(std::uint32_t window);

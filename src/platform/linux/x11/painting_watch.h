@@ -31,54 +31,68 @@ class PaintingWatch {
     PaintingWatch& operator=(const PaintingWatch&) = delete;
 
     std::uint32_t window() const { return window_; }
-    // Whether the event was one of its own.
+    // Whether the event was one of its own. Takes note of the window's structure, too, which is
+    // told in the order of the reports.
     bool handle(const Event& event);
     // There are reports since the last update().
-    bool noticed() const { return !reports_.empty(); }
+    bool noticed() const { return !entries_.empty(); }
     // The window was not viewable yet, so that nothing has been painted unnoticed. Waits for the
     // server the first time.
     bool sawTheBeginning();
 
-    // That part is to be painted. Either the window was not viewable when the watch began, or it
-    // was, and what of it was visible then is painted.
-    void expect(const ServerRegion& region, bool visibleIsPainted);
-    // The same, but the server has reported, or will once, all of it unpainted.
-    void expectAnew(const ServerRegion& region);
-    // The same for a window that was not viewable when the watch began, for those who do not
-    // follow() it: the first report is the server's own. Right unless all of it is covered when it
-    // is mapped; then what is painted first counts the next time that it is painted.
+    // That part is to be painted, and nothing has been but what has been reported.
+    void expect(const ServerRegion& region);
+    // The first report is the server's own, as it is when a window is mapped that is redirected
+    // automatically. Not when all of it is covered: then the first follow() tells, if no window has
+    // moved since, or what is painted first counts the next time that it is painted.
     void expectAfterFirstReport(const ServerRegion& region);
+    // The window was viewable when the watch began, and all of it was reported then.
+    void expectAnew(const ServerRegion& region);
+    // The window was resized after the watch had begun.
+    void expectFromResizing(const ServerRegion& region);
+    // It cannot be told from the reports since the window was resized whether all of it is painted.
+    bool isDoubtful() const { return doubtful_; }
     // This is visible on the screen now; the server reports by itself what has not been before.
+    // Waits for the server the first time.
     void follow(const ServerRegion& visible);
-    // The window was moved: its pixels are copied, painted or not.
-    void moved() { owe(unpainted_); }
     // Takes the reports, and gives what has been painted.
     void update(ServerRegion& painted);
     const ServerRegion& unpainted() const { return unpainted_; }
 
   private:
-    struct Rect {
+    enum class Kind { part, reportsEnd, moved, resized };
+    struct Entry {
+        Kind kind;  // the first two are reports
         PixelRect rect;
-        bool endsReport;
     };
 
     void owe(const ServerRegion& region);
+    void note(const Entry& entry);
+    void noteConfigure(const void* record);
+    void learnTheBeginning();
     void skipFirstReport();
-    void count(std::span<const Rect> report, ServerRegion& painted);
+    void takeChange(Kind kind);
+    void count(std::span<const Entry> reports, ServerRegion& painted);
 
     const std::uint32_t window_;
     const Connection& connection_;
     std::uint8_t noticeType_;
     std::uint32_t damage_;
     unsigned attributesRequest_;
+    unsigned geometryRequest_;
     std::optional<bool> sawTheBeginning_;
-    std::vector<Rect> reports_;
+    PixelRect place_;
+    std::vector<Entry> entries_;
     bool firstReportIsOwed_ = false;
+    bool othersMoved_ = false;  // since the window was mapped
+    bool doubtful_ = false;
     ServerRegion unpainted_;
     ServerRegion owed_;
     ServerRegion owedAgain_;  // once more
     ServerRegion visible_;
-    bool visibleIsReported_ = false;  // what of it is visible at the next follow()
+    bool visibleIsReported_ = true;  // what of it is visible at the next follow()
+    ServerRegion resized_;           // is to be painted from the last change of size on
+    bool expectsResized_ = false;
     ServerRegion appeared_;
     ServerRegion again_;
     ServerRegion part_;

@@ -17,7 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// How long a program may take to draw its window again before the window is shown as it is.
+// How long a program may take to draw its window again before the window is shown as far as it is.
 constexpr std::chrono::nanoseconds drawingPatience = 400ms;
 
 // Of the window and of all that contains it.
@@ -123,6 +123,7 @@ void WindowPicture::follow() {
     if (!frame) {
         // Its manager takes it out of its frame just now, or it is gone: both will be told.
         frame_.viewable = false;
+        waitsUntil_.reset();
         return;
     }
     const WindowFrame before = std::exchange(frame_, *frame);
@@ -145,6 +146,7 @@ void WindowPicture::follow() {
     if (!appeared && !resized && frame_.seen == before.seen) return;
     if ((appeared || resized) && !nameThePicture()) {
         frame_.viewable = false;
+        waitsUntil_.reset();
         return;
     }
     newSource_ = true;
@@ -166,7 +168,7 @@ void WindowPicture::awaitDrawing() {
     if (!watch_ && !beginsVisible) return;
     undrawn_.assign(PixelRect{0, 0, frame_.outer.width - 2 * frame_.border,
                               frame_.outer.height - 2 * frame_.border});
-    if (watch_ && redirectedByOthers_) watch_->expect(undrawn_, false);
+    if (watch_ && redirectedByOthers_) watch_->expect(undrawn_);
     if (watch_ && !redirectedByOthers_) watch_->expectAfterFirstReport(undrawn_);
     undrawn_.moveBy(frame_.border, frame_.border);
     isUndrawn_ = true;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
@@ -79,8 +80,8 @@ bool WindowStack::handle(const Event& event) {
         case XCB_MAP_NOTIFY:
             if (TopLevel* window =
                     find(static_cast<const xcb_map_notify_event_t*>(event.record)->window)) {
-                window->mapped = true;
-                ++window->mappings;
+                // One that was read as mapped already has not been mapped again.
+                if (!std::exchange(window->mapped, true)) ++window->mappings;
                 identityNoticed_ = noticed_ = true;
             }
             return true;
