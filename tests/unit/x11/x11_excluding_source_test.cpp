@@ -525,6 +525,19 @@ TEST_F(BareWindows, ThatAreMovedOrCoveredAtOnceShowNothingOfWhatIsLeftOut) {
     EXPECT_TRUE(comesToShow(recording.log, 130, 270, blue));
 }
 
+TEST_F(BareWindows, ThatAreMappedBeneathAndRaisedAtOnceShowNothingOfWhatIsLeftOut) {
+    const std::uint32_t bare = client.makeBareWindow({50, 150, 200, 100});
+    client.lowerWindow(bare);
+    letItBeSeen();
+    client.mapWindow(bare);
+    client.raiseWindow(bare);
+    drawForAWhile();
+    expectNoRed();
+    client.fillWindow(bare, {0, 0, 200, 100}, green);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, green));
+    EXPECT_TRUE(comesToShow(recording.log, 70, 200, green));
+}
+
 TEST_F(BareWindows, ThatGrowShowNothingOfWhatIsLeftOut) {
     const std::uint32_t bare = client.openBareWindow({20, 150, 70, 100});
     client.fillWindow(bare, {0, 0, 70, 100}, green);

@@ -223,7 +223,8 @@ void ComposedPicture::awaitRepainting(ComposedWindow& window) {
         window.awaitPainting(std::make_unique<PaintingWatch>(connection_, window.window()), {});
         window.watch()->expectAnew(part_);
     }
-    window.awaitPaintingUntil(clock_.hostTime() + doubtPatience);
+    // While it is being resized no longer: each step would begin anew.
+    if (!window.awaitsUntil()) window.awaitPaintingUntil(clock_.hostTime() + doubtPatience);
 }
 
 void ComposedPicture::assignInside(ServerRegion& region, const ComposedWindow& window,

@@ -90,6 +90,9 @@ bool PaintingWatch::handle(const Event& event) {
 // It is told before the server moves the window.
 void PaintingWatch::noteConfigure(const void* record) {
     const auto& notice = *static_cast<const xcb_configure_notify_event_t*>(record);
+    // The geometry that was asked for is newer than what was told before.
+    const auto sequence = static_cast<const xcb_generic_event_t*>(record)->full_sequence;
+    if (static_cast<std::int32_t>(sequence - geometryRequest_) < 0) return;
     const bool isSent = (notice.response_type & 0x80) != 0;
     if (isSent) return;
     if (notice.window != window_) {
@@ -148,12 +151,28 @@ void PaintingWatch::expectFromResizing(const ServerRegion& region) {
 void PaintingWatch::follow(const ServerRegion& visible) {
     if (std::exchange(visibleIsReported_, false)) {
         if (firstReportIsOwed_ && !othersMoved_) firstReportIsOwed_ = !isEmpty(visible);
+        if (firstReportIsOwed_) oweBeyondFirstReport(visible);
     } else {
         appeared_.assign(visible);
         appeared_.subtract(visible_);
         owe(appeared_);
     }
     visible_.assign(visible);
+}
+
+// What is visible by now, and was not when the window was mapped, is reported after that.
+void PaintingWatch::oweBeyondFirstReport(const ServerRegion& visible) {
+    std::vector<PixelRect> first;
+    for (const Entry& entry : entries_) {
+        if (entry.kind != Kind::part && entry.kind != Kind::reportsEnd) continue;
+        first.push_back(entry.rect);
+        if (entry.kind == Kind::part) continue;
+        appeared_.assign(visible);
+        part_.assign(first);
+        appeared_.subtract(part_);
+        owe(appeared_);
+        return;
+    }
 }
 
 void PaintingWatch::owe(const ServerRegion& region) {

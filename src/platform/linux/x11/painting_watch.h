@@ -72,6 +72,7 @@ class PaintingWatch {
     void learnTheBeginning();
     void skipFirstReport();
     void takeChange(Kind kind);
+    void oweBeyondFirstReport(const ServerRegion& visible);
     void count(std::span<const Entry> reports, ServerRegion& painted);
 
     const std::uint32_t window_;

@@ -105,7 +105,7 @@ bool WindowPicture::check() {
 
 bool WindowPicture::noticed() const {
     return structureNoticed_ || shapeNoticed_ || (damage_ && damage_->noticed()) ||
-           (isUndrawn_ && watch_ && watch_->noticed());
+           (isUndrawn_ && frame_.viewable && watch_ && watch_->noticed());
 }
 
 void WindowPicture::follow() {
