@@ -5,11 +5,14 @@
 #include <csignal>
 #include <mutex>
 #include <utility>
+#include <vector>
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 namespace quorvane::platform::libav {
@@ -21,6 +24,8 @@ std::atomic<int> diskCalls{0};
 std::atomic<int> firstFault{never};
 std::atomic<int> lastFault{never};
 std::atomic<int> fault{0};  // errno; 0: the process dies
+
+std::atomic<long> pretendedFileSystem{0};
 
 std::mutex eventMutex;
 std::function<void()> flushEvent;
@@ -46,6 +51,9 @@ void failFromCall(int nth, int errorNumber) {
 void beforeEachFlush(std::function<void()> event) {
     const std::lock_guard lock(eventMutex);
     flushEvent = std::move(event);
+}
+void pretendFileSystem(long type) {
+    pretendedFileSystem = type;
 }
 int countCalls() {
     firstFault = never;
@@ -78,6 +86,14 @@ Function* behind(Function* /*own*/, const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+// As a file system does that copies piece by piece, each piece over the next.
+int spoilFrom(int descriptor, off_t offset) {
+    struct stat status {};
+    if (fstat(descriptor, &status) != 0) return -1;
+    const std::vector<char> piece(static_cast<std::size_t>(status.st_size - offset), 'x');
+    return pwrite(descriptor, piece.data(), piece.size(), offset) < 0 ? -1 : 0;
+}
+
 // Others are written to, too: what wakes a queue is none of the disk's business.
 bool isFile(int descriptor) {
     struct stat status {};
@@ -90,6 +106,8 @@ using quorvane::platform::libav::announceFlush;
 using quorvane::platform::libav::behind;
 using quorvane::platform::libav::faultOfThisCall;
 using quorvane::platform::libav::isFile;
+using quorvane::platform::libav::pretendedFileSystem;
+using quorvane::platform::libav::spoilFrom;
 
 // These take the place of the C library's functions in this program.
 extern "C" {
@@ -132,7 +150,15 @@ int fallocate(int descriptor, int mode, off_t offset, off_t size) {
         errno = error;
         return -1;
     }
+    constexpr int shifts = FALLOC_FL_COLLAPSE_RANGE | FALLOC_FL_INSERT_RANGE;
+    if (pretendedFileSystem != 0 && (mode & shifts) != 0) return spoilFrom(descriptor, offset);
     return behind(fallocate, "fallocate")(descriptor, mode, offset, size);
+}
+
+int fstatfs(int descriptor, struct statfs* status) noexcept {
+    const int result = behind(fstatfs, "fstatfs")(descriptor, status);
+    if (pretendedFileSystem != 0) status->f_type = pretendedFileSystem;
+    return result;
 }
 
 int ftruncate(int descriptor, off_t size) noexcept {

@@ -12,6 +12,9 @@ void failAtCall(int nth, int errorNumber);    // only that call does nothing and
 void failFromCall(int nth, int errorNumber);  // and all that follow
 // What happens before each flush, in the thread that flushes; null: nothing.
 void beforeEachFlush(std::function<void()> event);
+// The files seem to lie on a file system of that type (statfs(2)), which claims to move what is in
+// a file and spoils it; 0: on their own.
+void pretendFileSystem(long type);
 // Back to a disk that works. Returns how many calls there were.
 int countCalls();
 

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include <gtest/gtest.h>
+#include <linux/magic.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -188,6 +189,13 @@ const Case ways[] = {
     {"the reserve grows", 8192, 100'000, 30000, FinishEffort::full, true},
     {"the padding stays", 256 << 10, 100'000, 10000, FinishEffort::inPlace, true},
 };
+
+TEST(FinishMovie, TrustsNoFileSystemThatCopiesInsteadOfMovingBlocks) {
+    pretendFileSystem(SMB2_SUPER_MAGIC);
+    for (const auto& row : ways)
+        check(row, testing::TempDir());
+    pretendFileSystem(0);
+}
 
 TEST(FinishMovie, LeavesAWholeMovieWhereverItIsKilled) {
     for (const auto& row : ways) {

@@ -8,8 +8,10 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <linux/magic.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
+#include <sys/vfs.h>
 #include <unistd.h>
 
 #include "platform/linux/file_permissions.h"
@@ -25,6 +27,14 @@ std::string folderOf(const std::string& path) {
     const auto slash = path.rfind('/');
     if (slash == std::string::npos) return ".";
     return slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Others take the call, too, and copy what follows piece by piece, as Linux's SMB client does: what
+// is cut off in the middle, or copied over itself, is neither the old file nor the new one.
+bool movesBlocks(int descriptor) {
+    struct statfs status {};
+    return fstatfs(descriptor, &status) == 0 &&
+           (status.f_type == EXT4_SUPER_MAGIC || status.f_type == XFS_SUPER_MAGIC);
 }
 
 [[noreturn]] void failToCreate(const std::string& path, int errorNumber) {
@@ -123,11 +133,13 @@ std::int64_t MovieStorage::blockSize() const {
 }
 
 bool MovieStorage::removeRange(std::int64_t offset, std::int64_t size) noexcept {
-    return fallocate(descriptor_, FALLOC_FL_COLLAPSE_RANGE, offset, size) == 0;
+    return movesBlocks(descriptor_) &&
+           fallocate(descriptor_, FALLOC_FL_COLLAPSE_RANGE, offset, size) == 0;
 }
 
 bool MovieStorage::insertRange(std::int64_t offset, std::int64_t size) noexcept {
-    return fallocate(descriptor_, FALLOC_FL_INSERT_RANGE, offset, size) == 0;
+    return movesBlocks(descriptor_) &&
+           fallocate(descriptor_, FALLOC_FL_INSERT_RANGE, offset, size) == 0;
 }
 
 void MovieStorage::copyRange(const MovieStorage& from, std::int64_t fromOffset, std::int64_t offset,

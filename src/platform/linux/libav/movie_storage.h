@@ -37,7 +37,8 @@ class MovieStorage {
     // The unit of the next two; what they are given is a multiple of it.
     std::int64_t blockSize() const;
     // Takes the range out of the file, what follows moves to its place; or puts an empty range in.
-    // False when the file system cannot do that; then nothing has changed.
+    // False when the file system cannot do that by moving blocks (ext4 and XFS can); then nothing
+    // has changed.
     bool removeRange(std::int64_t offset, std::int64_t size) noexcept;
     bool insertRange(std::int64_t offset, std::int64_t size) noexcept;
 
