@@ -145,10 +145,12 @@ inline VideoInputSettings pictureSettings(int width, int height, int frameRate =
 }
 
 // A writer with its inputs, a session that has begun at sessionBegin, and the time to feed it.
+// Making the file takes as long as is said.
 class Recording {
   public:
     Recording(std::string moviePath, int pictureWidth, int pictureHeight, int soundTracks,
-              const MovieFileOptions& options = {}, const AudioInputSettings& sound = soundSettings)
+              const MovieFileOptions& options = {}, const AudioInputSettings& sound = soundSettings,
+              std::chrono::nanoseconds creation = 0ns)
         : path(std::move(moviePath)),
           width(pictureWidth),
           height(pictureHeight),
@@ -162,6 +164,7 @@ class Recording {
         EXPECT_NE(video, nullptr);
         EXPECT_EQ(writer->status(), MovieWriterStatus::unknown);
         started = writer->startWriting();
+        moveTo(creation);
         if (started) writer->startSession(sessionBegin);
     }
 

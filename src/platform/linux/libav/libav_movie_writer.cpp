@@ -27,9 +27,10 @@ using support::MutexLock;
 
 // As many pictures as a capture stream has, so that it never runs out of room here.
 constexpr std::size_t videoQueueLength = 6;
-// What comes at once after whoever appends was held up.
-constexpr auto audioQueueDuration = 6s;
-constexpr std::size_t audioQueueLength = 3072;  // buffers; 6 s in buffers of 94 frames
+// What comes at once after whoever appends was held up, as by a disk that had to spin up before the
+// file could be made.
+constexpr auto audioQueueDuration = 30s;
+constexpr std::size_t audioQueueLength = 6144;  // buffers; 30 s in buffers of 235 frames
 // Parts of the backlog in front of the disk: sound still goes on when pictures no longer do.
 constexpr double videoBacklog = 1.0;
 constexpr double audioBacklog = 1.25;
@@ -176,6 +177,8 @@ class LibavMovieWriter::Core : public std::enable_shared_from_this<Core> {
     std::exception_ptr failure_ QUORVANE_GUARDED_BY(mutex_);  // not seen from outside yet
     BoundedQueue<SampleBufferPtr> pictures_ QUORVANE_GUARDED_BY(mutex_){videoQueueLength};
     std::optional<MediaTime> sessionBegin_ QUORVANE_GUARDED_BY(mutex_);
+    // When startSession() was called. What has come since the session's begin may wait for it.
+    MediaTime sessionStarted_ QUORVANE_GUARDED_BY(mutex_){};
     std::optional<MediaTime> lastPicture_ QUORVANE_GUARDED_BY(mutex_);
     std::optional<MediaTime> end_ QUORVANE_GUARDED_BY(mutex_);  // no sample follows
     std::function<void()> completion_ QUORVANE_GUARDED_BY(mutex_);
@@ -265,6 +268,7 @@ void LibavMovieWriter::Core::startSession(MediaTime sourceTime) {
         MutexLock lock(mutex_);
         if (status_ != MovieWriterStatus::writing || sessionBegin_) return;
         sessionBegin_ = sourceTime;
+        sessionStarted_ = clock_.hostTime();
     }
     file_.start(sourceTime);
     soundCame_.notify_one();
@@ -472,11 +476,13 @@ void LibavMovieWriter::Core::encodeSound() {
             const auto silentUpTo = clock_.hostTime() - silenceLag;
             bool any = false;
             std::optional<MediaTime> begin;
+            MediaTime startedAt{};
             std::optional<MediaTime> end;
             {
                 MutexLock lock(mutex_);
                 if (!isWriting()) return;
                 begin = sessionBegin_;
+                startedAt = sessionStarted_;
                 end = end_;
                 for (std::size_t index = 0; begin && index < buffers.size(); ++index) {
                     auto& input = *audioInputs_[index];
@@ -504,7 +510,7 @@ void LibavMovieWriter::Core::encodeSound() {
                 auto& encoder = audioInputs_[index]->encoder;
                 if (const auto buffer = std::exchange(buffers[index], nullptr)) {
                     encoder.append(*buffer);
-                } else {
+                } else if (silentUpTo > startedAt) {
                     encoder.fillUpTo(silentUpTo);
                 }
             }
