@@ -87,6 +87,14 @@ TEST_F(SoundDeliveryTest, NothingFromTheLimitOnIsHandedOn) {
     EXPECT_EQ(delivered_[1]->sampleCount(), 240);
 }
 
+TEST_F(SoundDeliveryTest, NothingIsHandedOnAfterTheEarliestLimit) {
+    delivery_.limit(MediaTime::min());
+    push(10s, 480, 0.5F);
+    delivery_.deliver(ring_, 0ms);
+    EXPECT_TRUE(delivery_.reachedLimit());
+    EXPECT_TRUE(delivered_.empty());
+}
+
 TEST_F(SoundDeliveryTest, AReceiverThatFailsCostsOnlyTheStretchItFailedOn) {
     bool fails = true;
     int received = 0;

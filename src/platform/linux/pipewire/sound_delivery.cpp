@@ -22,7 +22,8 @@ void SoundDelivery::deliver(CycleRing& ring, std::chrono::nanoseconds heardAfter
 
 void SoundDelivery::handOn(CycleRing& ring, support::MediaTime start, std::size_t frames) {
     if (limit_) {
-        const auto until = *limit_ - start;
+        // The limit may be the earliest time there is.
+        const auto until = std::max(*limit_, start) - start;
         if (until <= timeline_.durationOf(frames)) reachedLimit_ = true;
         std::size_t wanted = 0;
         if (until > std::chrono::nanoseconds::zero()) {
