@@ -26,6 +26,9 @@ constexpr std::chrono::nanoseconds paintingPatience = 400ms;
 // matters. Programs paint within some hundredths of a second, and menus are not to come late.
 constexpr std::chrono::nanoseconds doubtPatience = 100ms;
 
+// How long a compositing manager may show a window that has gone, as it does while it fades out.
+constexpr std::chrono::nanoseconds fading = 1s;
+
 constexpr xcb_render_color_t black{0, 0, 0, 0xFFFF};
 
 const Connection& ready(const Connection& connection) {
@@ -61,6 +64,7 @@ ComposedPicture::ComposedPicture(const Connection& connection, const PixelRect& 
       free_(connection),
       secret_(connection),
       secretNow_(connection),
+      lingering_(connection),
       cover_(connection),
       part_(connection) {
     xcb_connection_t* xcb = connection.xcb();
@@ -302,7 +306,10 @@ void ComposedPicture::findSecret() {
         secret_.assign(PixelRect{0, 0, area_.width, area_.height});
         return;
     }
-    secret_.assign(secretNow_);
+    if (!manager_.runs() || clock_.hostTime() >= lingersUntil_) lingering_.clear();
+    lingering_.add(secretNow_);
+    lingersUntil_ = clock_.hostTime() + fading;
+    secret_.assign(lingering_);
     secretNow_.clear();
     for (const TopLevel& state : stack_.bottomToTop()) {
         if (!state.mapped) continue;

@@ -115,6 +115,8 @@ class ComposedPicture {
     // Where a new pixmap may show what must not be shown; at the last restacking alone.
     ServerRegion secret_;
     ServerRegion secretNow_;
+    ServerRegion lingering_;  // was secret before, and may still be seen
+    support::MediaTime lingersUntil_{};
     ServerRegion cover_;
     ServerRegion part_;
 
