@@ -108,6 +108,26 @@ TEST_F(ApplicationSource, ShowsNothingOfOthersInAWindowThatDrawsNothing) {
         ASSERT_FALSE(isColour(log.frame(i).at(150, 90), blue)) << i;
 }
 
+// As when the user goes to another desktop: what the server paints beneath others is painted once.
+TEST_F(ApplicationSource, ShowsAWindowThatComesCoveredWhileOthersMove) {
+    const OtherProgram cover(server, {0, 0, 640, 480}, blue);
+    const OtherProgram another(server, {600, 400, 20, 20}, white);
+    const std::uint32_t window = client.makeWindow({50, 40, 200, 100}, red, 0);
+    client.lowerWindow(window);
+    const std::uint32_t own = client.openWindow({400, 300, 100, 100}, green);
+    recording.start();
+    ASSERT_TRUE(comesToShow(log, 450, 350, green));
+    for (int i = 0; i < 10; ++i) {
+        client.fillWindow(own, {0, 0, 100, 100}, i % 2 == 0 ? white : green);
+        ASSERT_TRUE(comesToShow(log, 450, 350, i % 2 == 0 ? white : green));
+        client.mapWindow(window);
+        client.moveWindow(another.window(), 600, 400 + i);
+        ASSERT_TRUE(comesToShow(log, 150, 90, red)) << i;
+        client.unmapWindow(window);
+        ASSERT_TRUE(comesToShow(log, 150, 90, black)) << i;
+    }
+}
+
 TEST_F(ApplicationSource, KnowsItsWindowsInAManagersFrames) {
     const OtherProgram manager(server, {0, 0, 640, 480}, blue, {100, 100, 120, 90}, green);
     // Not managed yet: the frame is the manager's.

@@ -581,6 +581,41 @@ TEST_F(BareWindows, AreNotWhatTheServerPaints) {
     EXPECT_LT(soonest, 90ms);  // a doubtful window waits for longer
 }
 
+// It redirects by hand, and the server reports nothing of its own then.
+TEST_F(BareWindows, AreShownOncePaintedWhereAManagerComposites) {
+    XClient manager(server.displayName());
+    manager.claimToComposite();
+    recording.log.waitForQuiet();  // the recorder itself redirects by hand as long as nobody does
+    manager.redirectByHand();
+    const std::uint32_t bare = client.makeBareWindow({150, 150, 100, 100});
+    const std::uint32_t other = client.openWindow({0, 0, 20, 20}, white);
+    EXPECT_TRUE(comesToShow(recording.log, 10, 10, white));
+    for (int i = 0; i < 10; ++i) {
+        const std::uint32_t colour = i % 2 == 0 ? green : blue;
+        client.mapWindow(bare);
+        client.moveWindow(other, 0, i);
+        client.fillWindow(bare, {0, 0, 100, 100}, colour);
+        ASSERT_TRUE(comesToShow(recording.log, 200, 200, colour)) << i;
+        client.unmapWindow(bare);
+        client.fillWindow(other, {0, 0, 20, 20}, colour);
+        ASSERT_TRUE(comesToShow(recording.log, 10, 15, colour));
+    }
+    expectNoRed();
+}
+
+// What a program has not painted for so long is shown as it is: nothing stays away for good.
+TEST_F(BareWindows, AreNotWaitedForWithoutEnd) {
+    const std::uint32_t bare = client.makeBareWindow({150, 150, 100, 100});
+    letItBeSeen();
+    const support::MediaTime mapping = monotonicClock.hostTime();
+    client.mapWindow(bare);
+    drawForAWhile();
+    expectNoRed();
+    while (monotonicClock.hostTime() - mapping < 5s)
+        std::this_thread::sleep_for(10ms);
+    EXPECT_TRUE(comesToShow(recording.log, 200, 200, red));
+}
+
 TEST_F(BareWindows, ThatWereTheFrameOfWhatIsLeftOutShowNothingOfIt) {
     XClient manager(server.displayName());
     const std::uint32_t frame = manager.makeBareWindow({100, 100, 200, 200});

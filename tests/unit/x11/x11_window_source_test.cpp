@@ -198,6 +198,100 @@ TEST_F(WindowSource, AWindowThatComesBackShowsNothingOfWhatWasThere) {
     }
 }
 
+// As when the user goes to another desktop and back.
+TEST_F(WindowSource, AWindowThatComesBackCoveredIsShown) {
+    const std::uint32_t window = client.openWindow({50, 40, 200, 100}, red);
+    Recording recording(server, windowContent(window), sizeOf(200, 100));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 50, red));
+    client.fillWindow(window, {0, 0, 200, 100}, green);
+    ASSERT_TRUE(comesToShow(recording.log, 100, 50, green));
+    client.unmapWindow(window);
+    const std::uint32_t cover = client.openWindow({0, 0, 640, 480}, blue);
+    recording.log.waitForQuiet();
+    // The server paints its background, once and for all.
+    client.mapWindow(window);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 50, red));
+    // The same with a compositing manager that came while it was away.
+    client.fillWindow(window, {0, 0, 200, 100}, green);
+    ASSERT_TRUE(comesToShow(recording.log, 100, 50, green));
+    client.unmapWindow(window);
+    client.closeWindow(cover);
+    XClient manager(server.displayName());
+    manager.redirectByHand();
+    recording.log.waitForQuiet();
+    client.mapWindow(window);
+    EXPECT_TRUE(comesToShow(recording.log, 100, 50, red));
+}
+
+// The server reports what is uncovered, too, before anything is painted.
+TEST_F(WindowSource, AWindowThatComesBackCoveredAndIsRaisedShowsNothingOfWhatWasThere) {
+    const std::uint32_t window = client.openBareWindow({50, 40, 200, 100});
+    client.fillWindow(window, {0, 0, 200, 100}, red);
+    Recording recording(server, windowContent(window), sizeOf(200, 100));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 50, red));
+    client.openWindow({100, 0, 640, 480}, blue);
+    for (int i = 0; i < 5; ++i) {
+        client.unmapWindow(window);
+        client.lowerWindow(window);
+        recording.log.waitForQuiet();
+        client.mapWindow(window);
+        std::this_thread::sleep_for(std::chrono::milliseconds(10 * i));
+        client.raiseWindow(window);
+        const std::uint32_t colour = i % 2 == 0 ? green : red;
+        client.fillWindow(window, {0, 0, 50, 100}, colour);  // all that was seen at first
+        std::this_thread::sleep_for(50ms);
+        client.fillWindow(window, {50, 0, 150, 100}, colour);
+        EXPECT_TRUE(comesToShow(recording.log, 100, 50, colour));
+    }
+    for (std::size_t i = 0; i < recording.log.count(); ++i) {
+        const Frame frame = recording.log.frame(i);
+        for (int x = 5; x < 200; x += 10)
+            ASSERT_LT(frame.at(x, 50).blue, 100) << i << ": " << x;
+    }
+}
+
+// As a manager does that lets a window grow out of its icon.
+TEST_F(WindowSource, AWindowThatUnfoldsShowsNothingOfWhatWasThere) {
+    XClient manager(server.displayName());
+    client.openWindow({0, 0, 640, 480}, blue);
+    const std::uint32_t window = client.makeBareWindow({0, 0, 200, 100});
+    const std::uint32_t frame = manager.makeBareWindow({50, 40, 200, 100});
+    manager.reparentWindow(window, frame, 0, 0);
+    manager.mapWindow(window);
+    manager.mapWindow(frame);
+    client.fillWindow(window, {0, 0, 200, 100}, red);
+    Recording recording(server, windowContent(window), sizeOf(200, 100));
+    recording.start();
+    ASSERT_TRUE(comesToShow(recording.log, 100, 50, red));
+    int inTime = 0;
+    for (int i = 0; inTime < 5 && i < 50; ++i) {
+        const std::size_t before = recording.log.count();
+        manager.unmapWindow(frame);
+        manager.resizeWindow(frame, 200, 10);
+        recording.log.waitForQuiet();
+        manager.mapWindow(frame);
+        for (int step = 1; step <= 4; ++step) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10 * i));
+            manager.moveWindow(frame, 50, 40 + 10 * step);
+            manager.resizeWindow(frame, 200 - step, 10);
+        }
+        const auto unfolding = std::chrono::steady_clock::now();
+        manager.resizeWindow(frame, 200, 100);
+        std::this_thread::sleep_for(40ms);
+        client.fillWindow(window, {0, 0, 200, 100}, i % 2 == 0 ? green : red);
+        // A change of size is not waited for without end.
+        const bool counts = std::chrono::steady_clock::now() - unfolding < 80ms;
+        ASSERT_TRUE(comesToShow(recording.log, 100, 50, i % 2 == 0 ? green : red));
+        if (!counts) continue;
+        ++inTime;
+        for (std::size_t each = before; each < recording.log.count(); ++each)
+            ASSERT_LT(recording.log.frame(each).at(100, 50).blue, 100) << i << ": " << each;
+    }
+    EXPECT_EQ(inTime, 5);
+}
+
 TEST_F(WindowSource, GoesOnWhenAWindowGoesAndComesBackAtOnce) {
     const std::uint32_t window = client.openWindow({50, 40, 200, 100}, red);
     Recording recording(server, windowContent(window), sizeOf(200, 100));

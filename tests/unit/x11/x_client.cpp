@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include <gtest/gtest.h>
+#include <xcb/composite.h>
 #include <xcb/randr.h>
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
@@ -230,6 +231,15 @@ void XClient::markManaged(std::uint32_t window) {
 void XClient::claimToComposite() {
     const std::uint32_t owner = makeWindow({0, 0, 1, 1}, 0, 0);
     xcb_set_selection_owner(connection_.xcb(), owner, atom("_NET_WM_CM_S0"), XCB_CURRENT_TIME);
+    sync();
+}
+
+void XClient::redirectByHand() {
+    xcb_connection_t* xcb = connection_.xcb();
+    const Reply<xcb_composite_query_version_reply_t> version(
+        xcb_composite_query_version_reply(xcb, xcb_composite_query_version(xcb, 0, 4), nullptr));
+    EXPECT_TRUE(version);
+    xcb_composite_redirect_subwindows(xcb, root(), XCB_COMPOSITE_REDIRECT_MANUAL);
     sync();
 }
 

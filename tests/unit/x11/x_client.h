@@ -55,6 +55,8 @@ class XClient {
     void markManaged(std::uint32_t window);
     // As compositing managers tell of themselves; it redirects nothing.
     void claimToComposite();
+    // As they do then with all windows, as long as this client lives.
+    void redirectByHand();
     // A pixmap in one colour, set as the desktop's picture.
     void setDesktopPicture(std::uint32_t pixel);
     std::uint32_t root() const { return connection_.root(); }

@@ -22,10 +22,6 @@ using namespace std::chrono_literals;
 // How long programs may take to paint their windows again before the picture is shown as it is.
 constexpr std::chrono::nanoseconds paintingPatience = 400ms;
 
-// How long a window that may have been painted unnoticed is taken for unpainted, where that
-// matters. Programs paint within some hundredths of a second, and menus are not to come late.
-constexpr std::chrono::nanoseconds doubtPatience = 100ms;
-
 // How long a compositing manager may show a window that has gone, as it does while it fades out.
 constexpr std::chrono::nanoseconds fading = 1s;
 
@@ -53,7 +49,7 @@ ComposedPicture::ComposedPicture(const Connection& connection, const PixelRect& 
       formats_(connection),
       manager_(connection),
       stack_(connection),
-      watches_(connection),
+      watches_(connection, clock),
       backdrop_(connection, formats_),
       rootDamage_(xcb_generate_id(connection.xcb())),
       pixmap_(xcb_generate_id(connection.xcb())),
@@ -98,7 +94,7 @@ void ComposedPicture::redirect() {
         std::uint32_t pixmap;
         xcb_void_cookie_t cookie;
     };
-    watches_.update(stack_.bottomToTop(), {}, clock_.hostTime());
+    watches_.update(stack_.bottomToTop(), {});
     std::vector<Probe> probes;
     for (const TopLevel& state : stack_.bottomToTop()) {
         if (!isShown(state)) continue;
@@ -118,8 +114,8 @@ void ComposedPicture::redirect() {
         const TopLevel& state = *probes[i].state;
         windows_.push_back(std::make_unique<ComposedWindow>(connection_, state));
         if (!fresh[i]) continue;
-        windows_.back()->awaitPainting(std::make_unique<PaintingWatch>(connection_, state.window),
-                                       std::nullopt);
+        windows_.back()->awaitPainting(
+            std::make_unique<PaintingWatch>(connection_, clock_, state.window));
         waitsUntil_ = clock_.hostTime() + paintingPatience;
     }
     const auto redirection = xcb_composite_redirect_subwindows_checked(
@@ -173,6 +169,11 @@ bool ComposedPicture::handle(const Event& event) {
         if (window->watch() != nullptr && window->watch()->handle(event)) return true;
     }
     if (!paused_ && watches_.handle(event)) return true;
+    if (event.type == XCB_MAP_NOTIFY) {
+        const auto window = static_cast<const xcb_map_notify_event_t*>(event.record)->window;
+        // What a manager redirects by hand is seen in its picture alone.
+        if (manager_.runs() || stack_.isCovered(window)) watches_.noteCovered(window);
+    }
     if (manager_.handle(event)) {
         managerChanged_ = true;
         return true;
@@ -195,9 +196,8 @@ std::optional<support::MediaTime> ComposedPicture::nextQuestion() const {
     auto next = waitsUntil_;
     if (const auto end = watches_.nextEnd(); end && (!next || *end < *next)) next = end;
     for (const auto& window : windows_) {
-        if (const auto until = window->awaitsUntil(); until && (!next || *until < *next)) {
-            next = until;
-        }
+        if (window->watch() == nullptr) continue;
+        if (const auto end = window->watch()->end(); end && (!next || *end < *next)) next = end;
     }
     return next;
 }
@@ -206,16 +206,8 @@ void ComposedPicture::awaitPainting(ComposedWindow& window) {
     auto watch = watches_.take(window.state());
     if (!watch) return;
     assignInside(part_, window, secret_);
-    std::optional<support::MediaTime> until;
-    if (!watch->sawTheBeginning()) {
-        watch->expectAnew(part_);
-        until = clock_.hostTime() + doubtPatience;
-    } else if (manager_.runs()) {
-        watch->expect(part_);
-    } else {
-        watch->expectAfterFirstReport(part_);
-    }
-    window.awaitPainting(std::move(watch), until);
+    watch->expectFromMapping(part_);
+    window.awaitPainting(std::move(watch));
 }
 
 // It may have been painted before that is noticed.
@@ -224,11 +216,9 @@ void ComposedPicture::awaitRepainting(ComposedWindow& window) {
     if (window.watch() != nullptr) {
         window.watch()->expectFromResizing(part_);
     } else {
-        window.awaitPainting(std::make_unique<PaintingWatch>(connection_, window.window()), {});
+        window.awaitPainting(std::make_unique<PaintingWatch>(connection_, clock_, window.window()));
         window.watch()->expectAnew(part_);
     }
-    // While it is being resized no longer: each step would begin anew.
-    if (!window.awaitsUntil()) window.awaitPaintingUntil(clock_.hostTime() + doubtPatience);
 }
 
 void ComposedPicture::assignInside(ServerRegion& region, const ComposedWindow& window,
@@ -328,35 +318,6 @@ void ComposedPicture::assignShapeTo(ServerRegion& region, const TopLevel& state)
     region.moveBy(state.outer.x + state.border - area_.x, state.outer.y + state.border - area_.y);
 }
 
-// Of the windows that are still to be painted, what the screen shows.
-void ComposedPicture::followVisible() {
-    const auto waits = [](const auto& window) { return window->watch() != nullptr; };
-    // One that redirects by hand has no such reports.
-    if (manager_.runs() || std::none_of(windows_.begin(), windows_.end(), waits)) return;
-    ServerRegion above(connection_);
-    ServerRegion visible(connection_);
-    const xcb_screen_t& screen = connection_.screen();
-    const PixelRect root{-area_.x, -area_.y, screen.width_in_pixels, screen.height_in_pixels};
-    const auto stack = stack_.bottomToTop();
-    auto window = windows_.rbegin();
-    for (auto state = stack.rbegin(); state != stack.rend(); ++state) {
-        // The helper is redirected by hand and covers nothing.
-        if (!state->mapped || !state->hasPixels || state->window == backdrop_.helper()) continue;
-        assignShapeTo(part_, *state);
-        if (window != windows_.rend() && (*window)->window() == state->window) {
-            if (PaintingWatch* watch = (*window)->watch()) {
-                visible.assign(root);
-                visible.intersect(part_);
-                visible.subtract(above);
-                (*window)->moveFromArea(visible, area_);
-                watch->follow(visible);
-            }
-            ++window;
-        }
-        above.add(part_);
-    }
-}
-
 // What differs from before becomes dirty: all of a window that has changed itself, and what comes
 // to be seen of the others and of the background.
 void ComposedPicture::restack() {
@@ -368,8 +329,7 @@ void ComposedPicture::restack() {
     exclusionChanged_ = false;
     findSecret();
     const std::vector<bool> changed = takeWindows();
-    watches_.update(stack_.bottomToTop(), excluded_, clock_.hostTime());
-    followVisible();
+    watches_.update(stack_.bottomToTop(), excluded_);
     const PixelRect whole{0, 0, area_.width, area_.height};
     cover_.clear();
     free_.assign(whole);
@@ -407,7 +367,9 @@ void ComposedPicture::restack() {
 void ComposedPicture::endPatience() {
     const support::MediaTime now = clock_.hostTime();
     for (const auto& window : windows_) {
-        if (!window->awaitsUntil() || now < *window->awaitsUntil()) continue;
+        if (window->watch() == nullptr) continue;
+        const auto end = window->watch()->end();
+        if (!end || now < *end) continue;
         part_.assign(window->watch()->unpainted());
         window->moveToArea(part_, area_);
         part_.intersect(window->visible);
@@ -420,8 +382,6 @@ void ComposedPicture::takePaintings() {
     for (const auto& window : windows_) {
         if (window->watch() == nullptr || !window->watch()->noticed()) continue;
         window->watch()->update(part_);
-        if (window->watch()->isDoubtful() && !window->awaitsUntil())
-            window->awaitPaintingUntil(clock_.hostTime() + doubtPatience);
         window->moveToArea(part_, area_);
         part_.intersect(window->visible);
         dirty_.add(part_);
@@ -484,7 +444,7 @@ void ComposedPicture::request() {
         restack();
     }
     paused_ = false;
-    watches_.end(clock_.hostTime());
+    watches_.end();
     endPatience();
     takePaintings();
     if (std::exchange(backdropRefreshed_, false)) dirty_.add(background_);

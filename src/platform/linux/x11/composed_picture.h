@@ -73,7 +73,6 @@ class ComposedPicture {
     // What of the window is inside of its border, and within, relative to that.
     void assignInside(ServerRegion& region, const ComposedWindow& window,
                       const ServerRegion& within) const;
-    void followVisible();
     void endPatience();
     void takePaintings();
     void restack();

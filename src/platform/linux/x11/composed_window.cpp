@@ -74,17 +74,6 @@ void ComposedWindow::takeDamage(ServerRegion& drawn, const PixelRect& area) {
     moveToArea(drawn, area);
 }
 
-void ComposedWindow::awaitPainting(std::unique_ptr<PaintingWatch> watch,
-                                   std::optional<support::MediaTime> until) {
-    watch_ = std::move(watch);
-    awaitsUntil_ = until;
-}
-
-void ComposedWindow::endAwaiting() {
-    watch_.reset();
-    awaitsUntil_.reset();
-}
-
 void ComposedWindow::assignInsideTo(ServerRegion& region) const {
     region.assign(PixelRect{0, 0, state_.outer.width - 2 * state_.border,
                             state_.outer.height - 2 * state_.border});

@@ -5,14 +5,13 @@
 
 #include <cstdint>
 #include <memory>
-#include <optional>
+#include <utility>
 
 #include "platform/linux/x11/connection.h"
 #include "platform/linux/x11/painting_watch.h"
 #include "platform/linux/x11/render_formats.h"
 #include "platform/linux/x11/server_region.h"
 #include "platform/linux/x11/window_stack.h"
-#include "support/media_time.h"
 
 namespace quorvane::platform::x11 {
 
@@ -32,14 +31,10 @@ class ComposedWindow {
     // stacking. `anew`: its picture may be another one though nothing else differs.
     bool update(const TopLevel& state, const RenderFormats& formats, bool showsAlpha, bool anew);
 
-    // Not all of it is painted: what the watch says is missing is not to be shown, until then at
-    // the latest.
-    void awaitPainting(std::unique_ptr<PaintingWatch> watch,
-                       std::optional<support::MediaTime> until);
-    void awaitPaintingUntil(support::MediaTime until) { awaitsUntil_ = until; }
+    // Not all of it is painted: what the watch says is missing is not to be shown.
+    void awaitPainting(std::unique_ptr<PaintingWatch> watch) { watch_ = std::move(watch); }
     PaintingWatch* watch() const { return watch_.get(); }
-    std::optional<support::MediaTime> awaitsUntil() const { return awaitsUntil_; }
-    void endAwaiting();
+    void endAwaiting() { watch_.reset(); }
     // The last update() gave it another size, and so a new pixmap.
     bool wasResized() const { return resized_; }
     // What of it is inside of its border, relative to that.
@@ -67,7 +62,6 @@ class ComposedWindow {
     const Connection& connection_;
     TopLevel state_;
     std::unique_ptr<PaintingWatch> watch_;
-    std::optional<support::MediaTime> awaitsUntil_;
     bool known_ = false;
     bool showsAlpha_ = false;
     bool opaque_ = true;

@@ -40,9 +40,16 @@ bool MappingWatches::handle(const Event& event) {
     return false;
 }
 
+void MappingWatches::noteCovered(std::uint32_t window) {
+    for (const Entry& each : entries_) {
+        if (each.watch->window() == window) each.watch->noteCovered();
+    }
+}
+
 void MappingWatches::watch(std::uint32_t window) {
     forget(window);
-    entries_.push_back({std::make_unique<PaintingWatch>(connection_, window), std::nullopt});
+    entries_.push_back(
+        {std::make_unique<PaintingWatch>(connection_, clock_, window), std::nullopt});
 }
 
 void MappingWatches::forget(std::uint32_t window) {
@@ -50,7 +57,7 @@ void MappingWatches::forget(std::uint32_t window) {
 }
 
 void MappingWatches::update(std::span<const TopLevel> windows,
-                            std::span<const std::uint32_t> leftOut, support::MediaTime now) {
+                            std::span<const std::uint32_t> leftOut) {
     mappings_.clear();
     std::vector<Entry> old;
     old.swap(entries_);
@@ -69,7 +76,7 @@ void MappingWatches::update(std::span<const TopLevel> windows,
         if (std::find(leftOut.begin(), leftOut.end(), state.window) != leftOut.end()) continue;
         mappings_[state.life] = state.mappings;
         if (known == old.end()) continue;
-        if (!known->until) known->until = now + showingPatience;
+        if (!known->until) known->until = clock_.hostTime() + showingPatience;
         entries_.push_back(std::move(*known));
     }
 }
@@ -82,7 +89,8 @@ std::optional<support::MediaTime> MappingWatches::nextEnd() const {
     return next;
 }
 
-void MappingWatches::end(support::MediaTime now) {
+void MappingWatches::end() {
+    const support::MediaTime now = clock_.hostTime();
     std::erase_if(entries_, [&](const Entry& each) { return each.until && now >= *each.until; });
 }
 
@@ -102,7 +110,7 @@ std::unique_ptr<PaintingWatch> MappingWatches::take(const TopLevel& window) {
     }
     const auto seen = mappings_.find(window.life);
     if (seen != mappings_.end() && seen->second == window.mappings) return nullptr;
-    return std::make_unique<PaintingWatch>(connection_, window.window);
+    return std::make_unique<PaintingWatch>(connection_, clock_, window.window);
 }
 
 }  // namespace quorvane::platform::x11

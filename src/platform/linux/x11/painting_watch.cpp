@@ -1,6 +1,7 @@
 #include "platform/linux/x11/painting_watch.h"
 
 #include <algorithm>
+#include <chrono>
 #include <cstddef>
 #include <utility>
 
@@ -12,6 +13,14 @@
 
 namespace quorvane::platform::x11 {
 namespace {
+
+using namespace std::chrono_literals;
+
+// Programs paint within some hundredths of a second. What comes later, or was taken for the
+// server's, is shown at last.
+constexpr std::chrono::nanoseconds paintingPatience = 5s;
+// For what may have been painted unnoticed: menus are not to come late.
+constexpr std::chrono::nanoseconds doubtPatience = 100ms;
 
 // Of the reports between two updates so many are looked at one by one, and the rest together, so
 // that what is painted there counts from the next time on at the latest.
@@ -29,17 +38,19 @@ bool isEmpty(const ServerRegion& region) {
 
 }  // namespace
 
-PaintingWatch::PaintingWatch(const Connection& connection, std::uint32_t window)
+PaintingWatch::PaintingWatch(const Connection& connection, const support::Clock& clock,
+                             std::uint32_t window)
     : window_(window),
       connection_(connection),
+      clock_(clock),
       noticeType_(static_cast<std::uint8_t>(
           connection.extension(xcb_damage_id, "DAMAGE").first_event + XCB_DAMAGE_NOTIFY)),
       damage_(xcb_generate_id(connection.xcb())),
       unpainted_(connection),
       owed_(connection),
       owedAgain_(connection),
-      visible_(connection),
-      resized_(connection),
+      seen_(connection),
+      expected_(connection),
       appeared_(connection),
       again_(connection),
       part_(connection) {
@@ -67,19 +78,34 @@ bool PaintingWatch::handle(const Event& event) {
               {notice.area.x, notice.area.y, notice.area.width, notice.area.height}});
         return true;
     }
+    const auto noteOther = [&](std::uint32_t from) {
+        if (from == connection_.root()) othersMoved_ = mayBeSeenAnew_ = true;
+    };
     switch (event.type) {
-        case XCB_CONFIGURE_NOTIFY:
-            noteConfigure(event.record);
+        case XCB_CONFIGURE_NOTIFY: {
+            const auto& notice = *static_cast<const xcb_configure_notify_event_t*>(event.record);
+            if (notice.window == window_) {
+                noteConfigure(event.record);
+            } else {
+                noteOther(notice.event);
+            }
             break;
-        case XCB_MAP_NOTIFY:
-            othersMoved_ =
-                static_cast<const xcb_map_notify_event_t*>(event.record)->window != window_;
-            // Of a picture before this one.
-            if (!othersMoved_) entries_.clear();
+        }
+        case XCB_MAP_NOTIFY: {
+            const auto& notice = *static_cast<const xcb_map_notify_event_t*>(event.record);
+            if (notice.window == window_) {
+                wasCovered_ = othersMoved_ = false;
+                entries_.clear();  // of a picture before this one
+            } else {
+                noteOther(notice.event);
+            }
             break;
+        }
         case XCB_UNMAP_NOTIFY:
+            noteOther(static_cast<const xcb_unmap_notify_event_t*>(event.record)->event);
+            break;
         case XCB_CIRCULATE_NOTIFY:
-            othersMoved_ = true;
+            noteOther(static_cast<const xcb_circulate_notify_event_t*>(event.record)->event);
             break;
         default:
             break;
@@ -95,11 +121,8 @@ void PaintingWatch::noteConfigure(const void* record) {
     if (static_cast<std::int32_t>(sequence - geometryRequest_) < 0) return;
     const bool isSent = (notice.response_type & 0x80) != 0;
     if (isSent) return;
-    if (notice.window != window_) {
-        othersMoved_ = true;
-        return;
-    }
     learnTheBeginning();
+    mayBeSeenAnew_ = true;
     const PixelRect place{notice.x, notice.y, notice.width, notice.height};
     const PixelRect before = std::exchange(place_, place);
     if (place.width != before.width || place.height != before.height) {
@@ -124,55 +147,86 @@ void PaintingWatch::learnTheBeginning() {
     if (geometry) place_ = {geometry->x, geometry->y, geometry->width, geometry->height};
 }
 
-bool PaintingWatch::sawTheBeginning() {
-    learnTheBeginning();
-    return *sawTheBeginning_;
-}
-
 void PaintingWatch::expect(const ServerRegion& region) {
     unpainted_.add(region);
 }
 
-void PaintingWatch::expectAfterFirstReport(const ServerRegion& region) {
+void PaintingWatch::expectFromMapping(const ServerRegion& region) {
+    learnTheBeginning();
+    if (!*sawTheBeginning_) {
+        expectAnew(region);
+        return;
+    }
     unpainted_.add(region);
-    firstReportIsOwed_ = true;
+    expected_.assign(region);
+    // The server's own, where it redirects the window automatically and some of it is seen.
+    firstReportIsOwed_ = !wasCovered_;
+    end_ = clock_.hostTime() + paintingPatience;
 }
 
 void PaintingWatch::expectAnew(const ServerRegion& region) {
     unpainted_.add(region);
+    expected_.assign(region);
+    // As it was when the watch began.
     owed_.add(region);
+    doubt();
 }
 
 void PaintingWatch::expectFromResizing(const ServerRegion& region) {
-    resized_.assign(region);
+    expected_.assign(region);
     expectsResized_ = true;
+    doubt();
 }
 
-void PaintingWatch::follow(const ServerRegion& visible) {
-    if (std::exchange(visibleIsReported_, false)) {
-        if (firstReportIsOwed_ && !othersMoved_) firstReportIsOwed_ = !isEmpty(visible);
-        if (firstReportIsOwed_) oweBeyondFirstReport(visible);
-    } else {
-        appeared_.assign(visible);
-        appeared_.subtract(visible_);
+// Not once more while it lasts: each step of a resizing would begin anew.
+void PaintingWatch::doubt() {
+    if (!std::exchange(doubtful_, true)) end_ = clock_.hostTime() + doubtPatience;
+}
+
+// Whether it is known by now what the server has reported by itself.
+bool PaintingWatch::settle() {
+    if (settled_) return true;
+    const bool asks = !std::exchange(asked_, true);
+    if (asks) {
+        seen_.assignSeenOf(window_);
+        isSeen_ = !isEmpty(seen_);
+    }
+    const auto first = firstReport();
+    // All that was told before the answer is here the next time.
+    mayBeSeenAnew_ = asks && firstReportIsOwed_ && first.empty();
+    if (mayBeSeenAnew_) return false;
+    settled_ = true;
+    // When others have moved, it may have been seen for a moment.
+    if (!isSeen_ && !othersMoved_) firstReportIsOwed_ = false;
+    // What is seen by now, and was not when the window was mapped, is reported after that.
+    if (wasCovered_ || firstReportIsOwed_) {
+        appeared_.assign(seen_);
+        part_.assign(first);
+        if (firstReportIsOwed_) appeared_.subtract(part_);
         owe(appeared_);
     }
-    visible_.assign(visible);
+    return true;
 }
 
-// What is visible by now, and was not when the window was mapped, is reported after that.
-void PaintingWatch::oweBeyondFirstReport(const ServerRegion& visible) {
+// The server reports by itself what comes to be seen.
+void PaintingWatch::follow() {
+    mayBeSeenAnew_ = false;
+    again_.assign(seen_);
+    seen_.assignSeenOf(window_);
+    appeared_.assign(seen_);
+    appeared_.subtract(again_);
+    owe(appeared_);
+}
+
+// Empty as long as it is not complete.
+std::vector<PixelRect> PaintingWatch::firstReport() const {
     std::vector<PixelRect> first;
     for (const Entry& entry : entries_) {
         if (entry.kind != Kind::part && entry.kind != Kind::reportsEnd) continue;
         first.push_back(entry.rect);
-        if (entry.kind == Kind::part) continue;
-        appeared_.assign(visible);
-        part_.assign(first);
-        appeared_.subtract(part_);
-        owe(appeared_);
-        return;
+        if (entry.kind == Kind::reportsEnd) return first;
     }
+    return {};
 }
 
 void PaintingWatch::owe(const ServerRegion& region) {
@@ -195,13 +249,6 @@ void PaintingWatch::skipFirstReport() {
                    firstReportIsOwed_ ? end : end + 1);
 }
 
-// Pixels are copied, painted or not: all of them when the window is moved, some, none, or those
-// that the server paints, when it is resized.
-void PaintingWatch::takeChange(Kind kind) {
-    if (kind == Kind::resized) doubtful_ = true;
-    owe(unpainted_);
-}
-
 void PaintingWatch::count(std::span<const Entry> reports, ServerRegion& painted) {
     std::vector<PixelRect> rects;
     rects.reserve(reports.size());
@@ -221,22 +268,27 @@ void PaintingWatch::count(std::span<const Entry> reports, ServerRegion& painted)
 
 void PaintingWatch::update(ServerRegion& painted) {
     painted.clear();
+    if (!settle()) return;
+    follow();
     if (firstReportIsOwed_) skipFirstReport();
     const std::span<const Entry> entries(entries_);
     std::size_t resizing = entries.size();
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (entries[i].kind == Kind::resized) resizing = i;
     }
-    if (expectsResized_ && resizing == entries.size()) unpainted_.add(resized_);
+    if (expectsResized_ && resizing == entries.size()) unpainted_.add(expected_);
     std::size_t counted = 0;
     for (std::size_t i = 0; i < entries.size();) {
         const Kind kind = entries[i].kind;
         if (kind == Kind::moved || kind == Kind::resized) {
-            if (expectsResized_ && i == resizing) {
-                unpainted_.add(resized_);
-                painted.subtract(resized_);
+            if (kind == Kind::resized) doubt();
+            if (i == resizing) {
+                unpainted_.add(expected_);
+                painted.subtract(expected_);
             }
-            takeChange(kind);
+            // Pixels are copied, painted or not: all of them when the window is moved, some, none,
+            // or those that the server paints, when it is resized.
+            owe(unpainted_);
             ++i;
             continue;
         }

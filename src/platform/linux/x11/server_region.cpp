@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include <xcb/composite.h>
 #include <xcb/shape.h>
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
@@ -56,6 +57,14 @@ void ServerRegion::assignShapeOf(std::uint32_t window) {
     xcb_xfixes_create_region_from_window(connection_.xcb(), shape, window, XCB_SHAPE_SK_BOUNDING);
     xcb_xfixes_copy_region(connection_.xcb(), shape, id_);
     xcb_xfixes_destroy_region(connection_.xcb(), shape);
+}
+
+void ServerRegion::assignSeenOf(std::uint32_t window) {
+    // As above.
+    const std::uint32_t seen = xcb_generate_id(connection_.xcb());
+    xcb_composite_create_region_from_border_clip(connection_.xcb(), seen, window);
+    xcb_xfixes_copy_region(connection_.xcb(), seen, id_);
+    xcb_xfixes_destroy_region(connection_.xcb(), seen);
 }
 
 void ServerRegion::moveBy(int dx, int dy) {

@@ -30,6 +30,9 @@ class ServerRegion {
     void assign(const ServerRegion& other);
     // The window's bounding shape with its border, relative to what is inside of the border.
     void assignShapeOf(std::uint32_t window);
+    // What the screen shows of the window and its border, relative to what is inside of the border.
+    // Nothing of one that a compositing manager has redirected.
+    void assignSeenOf(std::uint32_t window);
     void moveBy(int dx, int dy);
     void add(const ServerRegion& other);
     void intersect(const ServerRegion& other);

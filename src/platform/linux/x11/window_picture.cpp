@@ -1,5 +1,6 @@
 #include "platform/linux/x11/window_picture.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -105,7 +106,12 @@ bool WindowPicture::check() {
 
 bool WindowPicture::noticed() const {
     return structureNoticed_ || shapeNoticed_ || (damage_ && damage_->noticed()) ||
-           (isUndrawn_ && frame_.viewable && watch_ && watch_->noticed());
+           (isUndrawn_ && watch_ && watch_->noticed());
+}
+
+std::optional<support::MediaTime> WindowPicture::nextQuestion() const {
+    const auto end = isUndrawn_ && watch_ ? watch_->end() : std::nullopt;
+    return end && waitsUntil_ ? std::min(end, waitsUntil_) : waitsUntil_ ? waitsUntil_ : end;
 }
 
 void WindowPicture::follow() {
@@ -123,7 +129,7 @@ void WindowPicture::follow() {
     if (!frame) {
         // Its manager takes it out of its frame just now, or it is gone: both will be told.
         frame_.viewable = false;
-        waitsUntil_.reset();
+        stopWaiting();
         return;
     }
     const WindowFrame before = std::exchange(frame_, *frame);
@@ -133,8 +139,8 @@ void WindowPicture::follow() {
         // The last picture stands.
         ready_ |= source_.drawable == 0;
         newSource_ = false;
-        waitsUntil_.reset();
-        if (before.viewable || !watch_) watch_.emplace(connection_, topLevel_);
+        if (before.viewable) stopWaiting();
+        if (!watch_) watch_.emplace(connection_, clock_, topLevel_);
         return;
     }
     // It may have gone and come back since the last look.
@@ -146,33 +152,62 @@ void WindowPicture::follow() {
     if (!appeared && !resized && frame_.seen == before.seen) return;
     if ((appeared || resized) && !nameThePicture()) {
         frame_.viewable = false;
-        waitsUntil_.reset();
+        stopWaiting();
         return;
     }
     newSource_ = true;
     shapeNoticed_ = true;
-    if (appeared || resized) {
-        // What is drawn of a new size comes as damage; what the old one lacked does not matter.
-        isUndrawn_ = false;
-        waitsUntil_.reset();
+    if (appeared) {
+        // What is known from before it went says nothing of its new picture.
+        if (before.viewable) stopWaiting();
+        awaitDrawing();
+    } else if (resized) {
+        // Of one that is shown already, what is drawn of a new size comes as damage: waiting for it
+        // would make every resizing jerk. A manager may unfold one step by step before it is shown.
+        const bool waits = watch_.has_value();
+        if (!waits || !before.showsWindow) stopWaiting();
+        if (waits || !before.showsWindow) awaitRedrawing();
     }
-    if (appeared) awaitDrawing();
-    if (!isUndrawn_) watch_.reset();
+}
+
+void WindowPicture::beginWaiting() {
+    isUndrawn_ = true;
+    waitsUntil_ = clock_.hostTime() + drawingPatience;
+}
+
+void WindowPicture::stopWaiting() {
+    isUndrawn_ = false;
+    watch_.reset();
+    waitsUntil_.reset();
 }
 
 // What of the window was not visible when it was redirected is drawn into it now, or all of it when
-// it was mapped. Not all that is drawn is known of one that has gone and come back unnoticed.
+// it was mapped.
 void WindowPicture::awaitDrawing() {
-    const bool beginsVisible = std::exchange(beginsVisible_, false);
-    if (watch_ && !watch_->sawTheBeginning()) watch_.reset();
-    if (!watch_ && !beginsVisible) return;
-    undrawn_.assign(PixelRect{0, 0, frame_.outer.width - 2 * frame_.border,
-                              frame_.outer.height - 2 * frame_.border});
-    if (watch_ && redirectedByOthers_) watch_->expect(undrawn_);
-    if (watch_ && !redirectedByOthers_) watch_->expectAfterFirstReport(undrawn_);
+    const bool wasThere = std::exchange(entered_, false) && !watch_;
+    if (wasThere && redirectedByOthers_) return;
+    undrawn_.assign(inside());
+    if (!wasThere) {
+        if (!watch_) watch_.emplace(connection_, clock_, topLevel_);
+        watch_->expectFromMapping(undrawn_);
+    }
     undrawn_.moveBy(frame_.border, frame_.border);
-    isUndrawn_ = true;
-    waitsUntil_ = clock_.hostTime() + drawingPatience;
+    beginWaiting();
+}
+
+void WindowPicture::awaitRedrawing() {
+    undrawn_.assign(inside());
+    if (watch_) {
+        watch_->expectFromResizing(undrawn_);
+    } else {
+        watch_.emplace(connection_, clock_, topLevel_);
+        watch_->expectAnew(undrawn_);
+    }
+    beginWaiting();
+}
+
+PixelRect WindowPicture::inside() const {
+    return {0, 0, frame_.outer.width - 2 * frame_.border, frame_.outer.height - 2 * frame_.border};
 }
 
 void WindowPicture::enter(std::uint32_t topLevel) {
@@ -185,7 +220,7 @@ void WindowPicture::enter(std::uint32_t topLevel) {
     const auto cookie = xcb_composite_name_window_pixmap_checked(xcb, topLevel, probe);
     const Reply<xcb_generic_error_t> refusal(xcb_request_check(xcb, cookie));
     redirectedByOthers_ = refusal == nullptr;
-    beginsVisible_ = !redirectedByOthers_;
+    entered_ = true;
     if (!refusal) xcb_free_pixmap(xcb, probe);
     // What is visible when the window is redirected stays, and the server tells what is drawn of
     // the rest. Nothing may cover it between the two.
@@ -206,7 +241,7 @@ void WindowPicture::leave() {
     if (topLevel_ == 0) return;
     xcb_connection_t* xcb = connection_.xcb();
     damage_.reset();
-    watch_.reset();
+    stopWaiting();
     xcb_composite_unredirect_window(xcb, topLevel_, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
     if (shapeNoticeType_ != 0) xcb_shape_select_input(xcb, topLevel_, false);
     topLevel_ = 0;
@@ -245,20 +280,28 @@ void WindowPicture::request() {
         return;
     }
     if (shapeNoticed_) askForShape();
-    if (isUndrawn_ && asksForDamage_) {
-        ServerRegion drawn(connection_);
-        if (watch_) {
-            watch_->update(drawn);
-        } else {
-            drawn.assign(damage_->region());
-        }
+    if (isUndrawn_) findUndrawn();
+    outsideRequest_ = outside_.requestRects();
+    if (isUndrawn_) undrawnRequest_ = undrawn_.requestRects();
+}
+
+void WindowPicture::findUndrawn() {
+    if (watch_ && watch_->end() && clock_.hostTime() >= *watch_->end()) {
+        stopWaiting();
+        return;
+    }
+    ServerRegion drawn(connection_);
+    if (watch_) {
+        watch_->update(drawn);
+        undrawn_.assign(watch_->unpainted());
+        undrawn_.moveBy(frame_.border, frame_.border);
+    } else if (asksForDamage_) {
+        drawn.assign(damage_->region());
         drawn.moveBy(frame_.border, frame_.border);
         undrawn_.subtract(drawn);
     }
     // Nothing is ever drawn outside of the shape.
-    if (isUndrawn_) undrawn_.subtract(outside_);
-    outsideRequest_ = outside_.requestRects();
-    if (isUndrawn_) undrawnRequest_ = undrawn_.requestRects();
+    undrawn_.subtract(outside_);
 }
 
 void WindowPicture::receive(RectVisitor& visitor) {

@@ -32,7 +32,7 @@ class WindowPicture final : public PictureContent {
     bool handle(const Event& event) override;
     bool check() override;
     bool noticed() const override;
-    std::optional<support::MediaTime> nextQuestion() const override { return waitsUntil_; }
+    std::optional<support::MediaTime> nextQuestion() const override;
     void request() override;
     void receive(RectVisitor& visitor) override;
     // Not while the window is minimised, which managers do step by step, nor while it is being
@@ -55,6 +55,11 @@ class WindowPicture final : public PictureContent {
     bool nameThePicture();
     void askForShape();
     void awaitDrawing();
+    void awaitRedrawing();
+    void beginWaiting();
+    void stopWaiting();
+    void findUndrawn();
+    PixelRect inside() const;
     void adopt();
     [[noreturn]] void throwClosed() const;
 
@@ -82,13 +87,13 @@ class WindowPicture final : public PictureContent {
     // What of the pixmap is hidden, on the pixmap: outside of the shape, or not drawn yet.
     ServerRegion outside_;
     ServerRegion undrawn_;
-    // While it is not viewable, and until it is drawn after that.
+    // While it is not viewable, and until it is drawn after that, or redrawn after unfolding.
     std::optional<PaintingWatch> watch_;
-    bool redirectedByOthers_ = false;
     std::vector<PixelRect> hidden_;
-    bool beginsVisible_ = false;  // it was redirected, and what of it was visible is drawn
-    bool isUndrawn_ = false;      // undrawn_ is not empty
-    bool newSource_ = false;      // to be adopted when it is drawn, or when it was waited for
+    bool entered_ = false;  // and has not been viewable since
+    bool redirectedByOthers_ = false;
+    bool isUndrawn_ = false;  // undrawn_ is not empty
+    bool newSource_ = false;  // to be adopted when it is drawn, or when it was waited for
     std::optional<support::MediaTime> waitsUntil_;
     bool asksForHidden_ = false;
     bool asksForDamage_ = false;

@@ -47,6 +47,17 @@ TopLevel* WindowStack::find(std::uint32_t window) {
     return found == windows_.end() ? nullptr : &*found;
 }
 
+bool WindowStack::isCovered(std::uint32_t window) const {
+    const auto found = std::find_if(windows_.begin(), windows_.end(),
+                                    [&](const TopLevel& each) { return each.window == window; });
+    // Where the order is not known, neither is this.
+    if (found == windows_.end() || treeNoticed_) return false;
+    return std::any_of(found + 1, windows_.end(), [&](const TopLevel& above) {
+        return above.mapped && above.hasPixels &&
+               intersectionOf(above.outer, found->outer) == found->outer;
+    });
+}
+
 bool WindowStack::handle(const Event& event) {
     if (shapeNoticeType_ != 0 && event.type == shapeNoticeType_) {
         const auto& notice = *static_cast<const xcb_shape_notify_event_t*>(event.record);

@@ -53,6 +53,8 @@ class WindowStack {
     void update();
 
     std::span<const TopLevel> bottomToTop() const { return windows_; }
+    // One window lies over all of it, by what the events have told so far.
+    bool isCovered(std::uint32_t window) const;
 
   private:
     TopLevel* find(std::uint32_t window);
