@@ -31,7 +31,7 @@ constexpr auto meterEmissionPeriod = 100ms;
 constexpr auto levelStaleness = 1s;
 
 // One buffer of the pool holds a quarter second of 48 kHz stereo floats.
-constexpr std::size_t largestPooledSilence = 96 * 1024;  // bytes
+constexpr std::size_t largestPooledSilence = std::size_t{96} << 10;  // bytes
 
 constexpr platform::AudioInputSettings audioSettings{
     .sampleRate = 48000, .channels = 2, .bitRate = 192000, .expectsMediaDataInRealTime = true};

@@ -32,7 +32,7 @@ void removeReplaceItemScratchFiles(const std::vector<std::string>& relatedTo,
             for (const auto& name : names) {
                 if (std::any_of(ofFolder.begin(), ofFolder.end(),
                                 [&](const auto& prefix) { return name.starts_with(prefix); }))
-                    removeIfPossible(folder + "/" + name, files);
+                    removeIfPossible(std::string(folder).append("/").append(name), files);
             }
         }
     } catch (...) {  // out of memory: what is left behind is only litter

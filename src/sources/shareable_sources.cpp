@@ -62,6 +62,7 @@ std::vector<ShareableWindow> listedWindows(std::vector<const Window*> kept,
                          support::canonicalText(window->title.value_or("")));
     });
     std::vector<ShareableWindow> windows;
+    windows.reserve(kept.size());
     for (const Window* window : kept)
         windows.push_back(shareableWindow(*window, displays));
     return windows;

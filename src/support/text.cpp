@@ -26,7 +26,7 @@ std::string validUtf8(std::string_view text) {
 }
 
 std::string canonicalText(std::string_view text) {
-    const std::string valid = validUtf8(text);
+    std::string valid = validUtf8(text);
     utf8proc_uint8_t* composed = nullptr;
     const auto length =
         utf8proc_map(reinterpret_cast<const utf8proc_uint8_t*>(valid.data()),

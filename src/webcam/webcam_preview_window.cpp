@@ -69,7 +69,7 @@ std::shared_ptr<WebcamPreviewWindow> WebcamPreviewWindow::make(
     const support::Rect& frame, std::optional<std::string> deviceID, WebcamPreviewShape shape,
     platform::ApplicationLoop& application, platform::Cameras& cameras,
     support::Dispatch& dispatch) {
-    const std::shared_ptr<WebcamPreviewWindow> window(
+    std::shared_ptr<WebcamPreviewWindow> window(
         new WebcamPreviewWindow(frame, shape, application, cameras, dispatch));
     window->applyShape();
     window->session_ = cameras.makeSession(platform::CameraSessionPreset::medium);

@@ -70,7 +70,8 @@ const DesktopEntry* DesktopEntries::withID(const std::string& id) {
     std::optional<DesktopEntry> entry;
     for (const std::string& folder : folders_) {
         for (const std::string& file : filesOf(id)) {
-            const auto text = readSmallFile(folder + "/applications/" + file);
+            const auto text =
+                readSmallFile(std::string(folder).append("/applications/").append(file));
             if (text && !entry) entry = parseDesktopEntry(id, *text, endings_);
         }
         if (entry) break;

@@ -32,7 +32,7 @@ std::string unescaped(std::string_view value) {
 std::string translated(const KeyFileGroup& group, const std::string& key,
                        std::span<const std::string> endings) {
     for (const std::string& ending : endings) {
-        auto value = valueOf(group, key + "[" + ending + "]");
+        auto value = valueOf(group, std::string(key).append("[").append(ending).append("]"));
         if (!value.empty()) return unescaped(value);
     }
     return unescaped(valueOf(group, key));

@@ -14,7 +14,7 @@
 namespace quorvane::platform::files {
 namespace {
 
-constexpr std::size_t mostPending = 64 * 1024;  // bytes
+constexpr std::size_t mostPending = std::size_t{64} << 10;  // bytes
 constexpr auto closingPatience = std::chrono::seconds(1);
 
 // One call a line, so that a reader of the growing file never sees half of one.

@@ -28,7 +28,7 @@ constexpr AVRational mixTime{1, mixSampleRate};
 constexpr std::int64_t interleaving = mixSampleRate / 2;  // frames
 // A track of which nothing has come for so long, while another goes on, is silent there: files give
 // their packets in the order of time, give or take a second.
-constexpr std::int64_t mostDisorder = 3 * mixSampleRate;  // frames
+constexpr std::int64_t mostDisorder = std::int64_t{3} * mixSampleRate;  // frames
 // One more mixes, and is done before more than these.
 constexpr unsigned mostThreads = 3;
 

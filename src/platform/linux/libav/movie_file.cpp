@@ -312,7 +312,7 @@ std::int64_t MovieFile::writeFragment(MediaTime now) {
     // The length and the kind of the header's box are written when the rest is on the disk. Until
     // then they are zeros, and readers end there; a header that is cut off would make them refuse
     // the whole file.
-    constexpr std::size_t boxHeaderSize = 8;
+    constexpr int boxHeaderSize = 8;
     const std::span<const std::byte> header = fragmentHeader_.data();
     parts[0] = header.subspan(boxHeaderSize);
     std::int64_t size = 0;

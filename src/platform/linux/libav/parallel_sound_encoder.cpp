@@ -89,7 +89,7 @@ ParallelSoundEncoder::ParallelSoundEncoder(int threads)
     : settings_(openEncoder()),
       // One segment for each thread, and the one that is being filled.
       mostPendingPieces_((threads + 1) * piecesPerSegment),
-      mostEncoded_(2 * threads),
+      mostEncoded_(std::int64_t{2} * threads),
       filling_(makePiece()) {
     try {
         for (int index = 0; index < threads; ++index)

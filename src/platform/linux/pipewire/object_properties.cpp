@@ -47,13 +47,18 @@ ObjectProperties::ObjectProperties(Connection& connection, pw_registry* registry
         handlers.info = State::onInfo<pw_device_info>;
         return handlers;
     }();
-    const bool isNode = kind == Kind::node;
+    struct Interface {
+        const char* type;
+        std::uint32_t version;
+        const void* events;
+    };
+    const auto interface =
+        kind == Kind::node ? Interface{PW_TYPE_INTERFACE_Node, PW_VERSION_NODE, &nodeEvents}
+                           : Interface{PW_TYPE_INTERFACE_Device, PW_VERSION_DEVICE, &deviceEvents};
     state_->proxy = static_cast<pw_proxy*>(
-        pw_registry_bind(registry, id, isNode ? PW_TYPE_INTERFACE_Node : PW_TYPE_INTERFACE_Device,
-                         isNode ? PW_VERSION_NODE : PW_VERSION_DEVICE, 0));
+        pw_registry_bind(registry, id, interface.type, interface.version, 0));
     if (state_->proxy == nullptr) return;
-    const void* events = isNode ? static_cast<const void*>(&nodeEvents) : &deviceEvents;
-    pw_proxy_add_object_listener(state_->proxy, &state_->listener, events, state_.get());
+    pw_proxy_add_object_listener(state_->proxy, &state_->listener, interface.events, state_.get());
 }
 
 ObjectProperties::~ObjectProperties() = default;

@@ -96,7 +96,7 @@ struct SoundStream::State {
                     *static_cast<const spa_io_position* const*>(argument);
                 return 0;
             },
-            0, &position, sizeof position, true, &self);
+            0, &position, sizeof(void*), true, &self);
     }
 
     // In PipeWire's data thread.

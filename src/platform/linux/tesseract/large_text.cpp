@@ -1,6 +1,7 @@
 #include "platform/linux/tesseract/large_text.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdlib>
 #include <vector>
 
@@ -25,7 +26,7 @@ GreyImage shrunk(const GreyImage& image) {
         for (int x = 0; x < small.width; ++x) {
             int sum = 0;
             for (int row = 0; row < shrinking; ++row) {
-                const auto* from = image.row(y * shrinking + row) + x * shrinking;
+                const auto* from = image.row(y * shrinking + row) + std::ptrdiff_t{x} * shrinking;
                 for (int column = 0; column < shrinking; ++column)
                     sum += from[column];
             }

@@ -68,7 +68,7 @@ class RuleRemover {
         for (int at = begin; at < end; ++at)
             thin.push_back(isThin(direction, row, at));
         const auto count = std::count(thin.begin(), thin.end(), true);
-        if (count * 5 < (end - begin) * 3) return;
+        if (count * 5 < std::ssize(thin) * 3) return;
         for (int at = begin; at < end; ++at) {
             const auto pixel = index(direction, row, at);
             if (thin[static_cast<std::size_t>(at - begin)])

@@ -97,7 +97,6 @@ class ComposedPicture {
     MappingWatches watches_;
     Backdrop backdrop_;
     const std::uint32_t rootDamage_;
-    bool rootNoticed_ = false;
 
     std::uint32_t pixmap_;
     std::uint32_t picture_;
@@ -105,8 +104,6 @@ class ComposedPicture {
     std::vector<std::unique_ptr<ComposedWindow>> windows_;  // bottom to top
     std::vector<std::uint32_t> order_;                      // theirs, at the last restacking
     std::vector<std::uint32_t> excluded_;
-    bool exclusionChanged_ = false;
-    bool managerChanged_ = false;
 
     ServerRegion dirty_;       // is to be drawn
     ServerRegion background_;  // no window is opaque there
@@ -121,6 +118,10 @@ class ComposedPicture {
 
     bool firstLook_ = true;
     bool paused_ = false;
+    bool rootNoticed_ = false;
+    bool exclusionChanged_ = false;
+    bool managerChanged_ = false;
+    bool backdropRefreshed_ = false;
     std::optional<support::MediaTime> waitsUntil_;
     unsigned dirtyRequest_ = 0;
     std::optional<unsigned> rootRequest_;
@@ -129,7 +130,6 @@ class ComposedPicture {
         unsigned request;
     };
     std::vector<UnpaintedRequest> unpaintedRequests_;
-    bool backdropRefreshed_ = false;
 };
 
 }  // namespace quorvane::platform::x11

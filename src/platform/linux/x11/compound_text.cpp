@@ -51,9 +51,9 @@ constexpr std::array characterSets{
 };
 
 std::string converted(const char* encoding, std::string_view bytes) {
-    const iconv_t converter =
-        encoding != nullptr ? iconv_open("UTF-8", encoding) : reinterpret_cast<iconv_t>(-1);
-    if (converter == reinterpret_cast<iconv_t>(-1)) return std::string(replacement);
+    if (encoding == nullptr) return std::string(replacement);
+    const iconv_t converter = iconv_open("UTF-8", encoding);
+    if (reinterpret_cast<std::intptr_t>(converter) == -1) return std::string(replacement);
     std::string input(bytes);
     std::string output(input.size() * 4 + 4, '\0');
     char* from = input.data();

@@ -1,5 +1,7 @@
 #include "platform/linux/x11/cursor_tracker.h"
 
+#include <cstddef>
+
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 #include <xcb/xinput.h>
@@ -97,7 +99,7 @@ bool CursorTracker::receiveImage() {
         return hadImage;
     }
     const std::uint32_t* pixels = xcb_xfixes_get_cursor_image_cursor_image(reply.get());
-    pixels_.assign(pixels, pixels + reply->width * reply->height);
+    pixels_.assign(pixels, pixels + std::ptrdiff_t{reply->width} * reply->height);
     imageWidth_ = reply->width;
     imageHeight_ = reply->height;
     hotX_ = reply->xhot;

@@ -58,6 +58,7 @@ Monitors listMonitors(const Connection& connection) {
     }
 
     std::vector<std::string> names;
+    names.reserve(nameCookies.size());
     for (const auto& cookie : nameCookies)
         names.push_back(nameFrom(xcb, cookie));
     const auto ids = displayIDsOf(names);

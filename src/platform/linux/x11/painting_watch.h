@@ -42,8 +42,8 @@ class PaintingWatch {
     // Nothing of the window is seen when it is mapped, which was told just now.
     void noteCovered() { wasCovered_ = true; }
 
-    // What must not be shown until it is painted, by one of these.
-    // It has begun when the window's content did.
+    // One of these says what must not be shown until it is painted.
+    // The watch has begun when the window's content did.
     void expect(const ServerRegion& region);
     // The window has been mapped, before or after the watch began. Waits for the server the first
     // time.

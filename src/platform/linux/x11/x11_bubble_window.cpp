@@ -26,8 +26,11 @@
 namespace quorvane::platform::x11 {
 namespace {
 
+using namespace std::string_view_literals;
+
 constexpr std::string_view title = "Quorvane Webcam";
-constexpr std::string_view windowClass("quorvane-recorder\0Quorvane-recorder", 36);
+// Its instance and its class, each with a zero behind it.
+constexpr std::string_view windowClass = "quorvane-recorder\0Quorvane-recorder\0"sv;
 
 struct Visual {
     xcb_visualid_t id = 0;
@@ -129,7 +132,7 @@ struct X11BubbleWindow::State : std::enable_shared_from_this<State> {
     // What a bubble as large as the root window takes with its shadow.
     std::size_t largestArea() const {
         const auto& screen = connection.screen();
-        constexpr std::size_t margins = 2 * pixels::BubblePainter::shadowMargin;
+        constexpr auto margins = std::size_t{2} * pixels::BubblePainter::shadowMargin;
         return (screen.width_in_pixels + margins) * (screen.height_in_pixels + margins);
     }
 

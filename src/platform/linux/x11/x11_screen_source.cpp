@@ -125,7 +125,7 @@ class CaptureThread {
         return true;
     }
 
-    void end(std::exception_ptr error, const ScreenSource::Events& events) {
+    void end(const std::exception_ptr& error, const ScreenSource::Events& events) {
         bool report = false;
         {
             support::MutexLock lock(mutex_);
