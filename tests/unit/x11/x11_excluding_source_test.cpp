@@ -585,7 +585,8 @@ TEST_F(BareWindows, AreNotWhatTheServerPaints) {
 TEST_F(BareWindows, AreShownOncePaintedWhereAManagerComposites) {
     XClient manager(server.displayName());
     manager.claimToComposite();
-    recording.log.waitForQuiet();  // the recorder itself redirects by hand as long as nobody does
+    // The recorder itself redirects a window by hand, for the root's background, until it notices.
+    ASSERT_TRUE(comesToShow(recording.log, 600, 450, grey));
     manager.redirectByHand();
     const std::uint32_t bare = client.makeBareWindow({150, 150, 100, 100});
     const std::uint32_t other = client.openWindow({0, 0, 20, 20}, white);

@@ -172,7 +172,7 @@ bool ComposedPicture::handle(const Event& event) {
     if (event.type == XCB_MAP_NOTIFY) {
         const auto window = static_cast<const xcb_map_notify_event_t*>(event.record)->window;
         // What a manager redirects by hand is seen in its picture alone.
-        if (manager_.runs() || stack_.isCovered(window)) watches_.noteCovered(window);
+        if (manager_.runs() || stack_.isCovered(window)) noteCovered(window);
     }
     if (manager_.handle(event)) {
         managerChanged_ = true;
@@ -181,6 +181,14 @@ bool ComposedPicture::handle(const Event& event) {
     // Both need the root window's properties.
     const bool ofBackdrop = showsAll() && backdrop_.handle(event);
     return stack_.handle(event) || ofBackdrop;
+}
+
+void ComposedPicture::noteCovered(std::uint32_t mapped) {
+    watches_.noteCovered(mapped);
+    for (const auto& window : windows_) {
+        if (window->window() == mapped && window->watch() != nullptr)
+            window->watch()->noteCovered();
+    }
 }
 
 bool ComposedPicture::noticed() const {
@@ -296,20 +304,26 @@ void ComposedPicture::findSecret() {
         secret_.assign(PixelRect{0, 0, area_.width, area_.height});
         return;
     }
-    if (!manager_.runs() || clock_.hostTime() >= lingersUntil_) lingering_.clear();
-    lingering_.add(secretNow_);
-    lingersUntil_ = clock_.hostTime() + fading;
-    secret_.assign(lingering_);
-    secretNow_.clear();
+    std::vector<SecretWindow> windows;
+    secret_.clear();
     for (const TopLevel& state : stack_.bottomToTop()) {
         if (!state.mapped) continue;
         if (std::find(excluded_.begin(), excluded_.end(), state.window) == excluded_.end()) {
             continue;
         }
+        windows.push_back({state.window, state.outer, state.border, state.shapings});
         assignShapeTo(part_, state);
-        secretNow_.add(part_);
+        secret_.add(part_);
     }
-    secret_.add(secretNow_);
+    const support::MediaTime now = clock_.hostTime();
+    if (!manager_.runs() || now >= lingersUntil_) lingering_.clear();
+    if (windows != secretWindows_) {
+        secretWindows_ = std::move(windows);
+        lingering_.add(secretNow_);
+        lingersUntil_ = now + fading;
+    }
+    secretNow_.assign(secret_);
+    secret_.add(lingering_);
 }
 
 void ComposedPicture::assignShapeTo(ServerRegion& region, const TopLevel& state) const {

@@ -70,6 +70,8 @@ class ComposedPicture {
     // Its pixmap is new, and shows what the screen showed until it is painted.
     void awaitPainting(ComposedWindow& window);
     void awaitRepainting(ComposedWindow& window);
+    // Nothing of the window is seen when it is mapped.
+    void noteCovered(std::uint32_t mapped);
     // What of the window is inside of its border, and within, relative to that.
     void assignInside(ServerRegion& region, const ComposedWindow& window,
                       const ServerRegion& within) const;
@@ -111,6 +113,14 @@ class ComposedPicture {
     // Where a new pixmap may show what must not be shown; at the last restacking alone.
     ServerRegion secret_;
     ServerRegion secretNow_;
+    struct SecretWindow {
+        std::uint32_t window;
+        PixelRect outer;
+        int border;
+        unsigned shapings;
+        bool operator==(const SecretWindow&) const = default;
+    };
+    std::vector<SecretWindow> secretWindows_;
     ServerRegion lingering_;  // was secret before, and may still be seen
     support::MediaTime lingersUntil_{};
     ServerRegion cover_;

@@ -132,6 +132,11 @@ void PaintingWatch::noteConfigure(const void* record) {
     }
 }
 
+void PaintingWatch::noteCovered() {
+    wasCovered_ = true;
+    if (!settled_) firstReportIsOwed_ = false;
+}
+
 void PaintingWatch::note(const Entry& entry) {
     if (entries_.size() < mostEntries) entries_.push_back(entry);
 }
@@ -197,7 +202,7 @@ bool PaintingWatch::settle() {
     if (mayBeSeenAnew_) return false;
     settled_ = true;
     // When others have moved, it may have been seen for a moment.
-    if (!isSeen_ && !othersMoved_) firstReportIsOwed_ = false;
+    if (!isSeen_ && (first.empty() || !othersMoved_)) firstReportIsOwed_ = false;
     // What is seen by now, and was not when the window was mapped, is reported after that.
     if (wasCovered_ || firstReportIsOwed_) {
         appeared_.assign(seen_);

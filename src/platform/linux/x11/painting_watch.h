@@ -40,7 +40,7 @@ class PaintingWatch {
     bool noticed() const { return !entries_.empty() || mayBeSeenAnew_ || expectsResized_; }
 
     // Nothing of the window is seen when it is mapped, which was told just now.
-    void noteCovered() { wasCovered_ = true; }
+    void noteCovered();
 
     // One of these says what must not be shown until it is painted.
     // The watch has begun when the window's content did.

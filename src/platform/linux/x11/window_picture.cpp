@@ -139,6 +139,7 @@ void WindowPicture::follow() {
         // The last picture stands.
         ready_ |= source_.drawable == 0;
         newSource_ = false;
+        entered_ = false;
         if (before.viewable) stopWaiting();
         if (!watch_) watch_.emplace(connection_, clock_, topLevel_);
         return;
@@ -184,7 +185,7 @@ void WindowPicture::stopWaiting() {
 // What of the window was not visible when it was redirected is drawn into it now, or all of it when
 // it was mapped.
 void WindowPicture::awaitDrawing() {
-    const bool wasThere = std::exchange(entered_, false) && !watch_;
+    const bool wasThere = std::exchange(entered_, false);
     if (wasThere && redirectedByOthers_) return;
     undrawn_.assign(inside());
     if (!wasThere) {

@@ -90,7 +90,7 @@ class WindowPicture final : public PictureContent {
     // While it is not viewable, and until it is drawn after that, or redrawn after unfolding.
     std::optional<PaintingWatch> watch_;
     std::vector<PixelRect> hidden_;
-    bool entered_ = false;  // and has not been viewable since
+    bool entered_ = false;  // just now
     bool redirectedByOthers_ = false;
     bool isUndrawn_ = false;  // undrawn_ is not empty
     bool newSource_ = false;  // to be adopted when it is drawn, or when it was waited for
